@@ -1,0 +1,20 @@
+// The text of the synchronization classes' exceptions: a fixed prefix followed
+// by the strerror text of the error number.
+#pragma once
+
+#include <cstring>
+#include <sstream>
+#include <string>
+
+namespace velmora::base {
+
+inline std::string makeErrorMessage(const char* prefix, int errorNumber) {
+    std::stringstream text;
+    text << prefix;
+    if (const char* reason = std::strerror(errorNumber)) {
+        text << reason;
+    }
+    return text.str();
+}
+
+}  // namespace velmora::base

@@ -1,0 +1,32 @@
+// Process framework of the TV platform: hands out named interfaces.
+// Any thread may call these; references are shared and outlive the call.
+#pragma once
+
+#include <boost/shared_ptr.hpp>
+#include <string>
+
+namespace frame {
+
+// The object behind an interface reference.
+class Interface {
+public:
+    virtual ~Interface() = default;
+    virtual void reservedInterfaceSlot() {}
+    // The interface's object (for the model, the RootInterface); null when there is none.
+    virtual void* getObject() = 0;
+};
+
+// A handle on the process framework; cheap to copy, returned by value.
+class Process {
+public:
+    static Process getInstance();
+
+    // Fills the reference with the interface registered under the name.
+    // Returns 0 when it was filled, a non-zero platform status otherwise.
+    int getInterfaceReference(boost::shared_ptr<Interface>& reference, const std::string& name);
+
+private:
+    Process() = default;
+};
+
+}  // namespace frame

@@ -1,0 +1,27 @@
+// Iterator descriptions of the platform's tables. The library copies them and
+// hands them back to the platform without looking inside.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace lomodelapi {
+
+enum IteratorType : std::int32_t {
+    ITERATOR_TYPE_DEFAULT = 0,
+    ITERATOR_TYPE_SNAPSHOT = 1,
+    ITERATOR_TYPE_LIVE = 2,
+};
+
+struct TableSelection {
+    std::int32_t column = 0;
+    std::int32_t comparison = 0;
+    std::string value;
+};
+
+struct TableOrder {
+    std::int32_t column = 0;
+    std::int32_t direction = 0;
+};
+
+}  // namespace lomodelapi
