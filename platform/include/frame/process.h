@@ -5,6 +5,10 @@
 #include <boost/shared_ptr.hpp>
 #include <string>
 
+// The platform exports its classes; clients compiled with hidden visibility
+// must still see them as the platform's (template instantiations over them included).
+#pragma GCC visibility push(default)
+
 namespace frame {
 
 // The object behind an interface reference.
@@ -30,3 +34,5 @@ private:
 };
 
 }  // namespace frame
+
+#pragma GCC visibility pop

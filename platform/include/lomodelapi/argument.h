@@ -7,6 +7,10 @@
 #include <cstdint>
 #include <string>
 
+// The platform exports its classes; clients compiled with hidden visibility
+// must still see them as the platform's (template instantiations over them included).
+#pragma GCC visibility push(default)
+
 namespace lomodelapi {
 
 struct Argument {
@@ -26,3 +30,5 @@ static_assert(offsetof(Argument, value) == 4, "Argument::value at offset 4");
 #endif
 
 }  // namespace lomodelapi
+
+#pragma GCC visibility pop

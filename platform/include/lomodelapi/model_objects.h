@@ -13,6 +13,10 @@
 #include <string>
 #include <vector>
 
+// The platform exports its classes; clients compiled with hidden visibility
+// must still see them as the platform's (template instantiations over them included).
+#pragma GCC visibility push(default)
+
 class ModelObject {
 public:
     virtual ~ModelObject() = default;
@@ -90,3 +94,5 @@ public:
     // observer receives no further call (unless called on the callback thread).
     virtual int disconnect(const std::string& path, lomodelapi::Observer* observer, ModelObject* object) = 0;
 };
+
+#pragma GCC visibility pop

@@ -1,6 +1,10 @@
 // Type codes of the platform's model objects.
 #pragma once
 
+// The platform exports its classes; clients compiled with hidden visibility
+// must still see them as the platform's (template instantiations over them included).
+#pragma GCC visibility push(default)
+
 namespace lomodelapi {
 
 enum ObjectTypeSpec : int {
@@ -16,3 +20,5 @@ enum ObjectTypeSpec : int {
 };
 
 }  // namespace lomodelapi
+
+#pragma GCC visibility pop

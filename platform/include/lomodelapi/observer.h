@@ -7,6 +7,10 @@
 #include <string>
 #include <vector>
 
+// The platform exports its classes; clients compiled with hidden visibility
+// must still see them as the platform's (template instantiations over them included).
+#pragma GCC visibility push(default)
+
 namespace lomodelapi {
 
 class Observer {
@@ -65,3 +69,5 @@ public:
 };
 
 }  // namespace lomodelapi
+
+#pragma GCC visibility pop

@@ -5,6 +5,10 @@
 #include <cstdint>
 #include <string>
 
+// The platform exports its classes; clients compiled with hidden visibility
+// must still see them as the platform's (template instantiations over them included).
+#pragma GCC visibility push(default)
+
 namespace lomodelapi {
 
 enum IteratorType : std::int32_t {
@@ -25,3 +29,5 @@ struct TableOrder {
 };
 
 }  // namespace lomodelapi
+
+#pragma GCC visibility pop

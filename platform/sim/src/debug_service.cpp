@@ -22,10 +22,9 @@ unsigned thresholdFromEnvironment() {
     return level;
 }
 
-std::atomic<unsigned>& threshold() {
-    static std::atomic<unsigned> value{thresholdFromEnvironment()};
-    return value;
-}
+// Read by every level check: a plain namespace-scope atomic, so the check costs
+// one relaxed load and no initialisation guard.
+std::atomic<unsigned> g_threshold{thresholdFromEnvironment()};
 
 struct CaptureState {
     std::atomic<int> checkCalls{0};
@@ -35,6 +34,13 @@ struct CaptureState {
     std::vector<CapturedLine> lines;
     unsigned previousThreshold = kLevelError;
 };
+
+// The one capture state, never freed: a thread that loaded g_capture just before
+// a capture ended may still touch it, so it must outlive every capture.
+CaptureState& captureState() {
+    static CaptureState* state = new CaptureState;
+    return *state;
+}
 
 // Set while a DebugCapture lives; read on every call of the three functions.
 std::atomic<CaptureState*> g_capture{nullptr};
@@ -54,11 +60,11 @@ CaptureState& captureOf(const DebugCapture*) {
 }  // namespace
 
 void setLogThreshold(unsigned level) {
-    threshold().store(level, std::memory_order_relaxed);
+    g_threshold.store(level, std::memory_order_relaxed);
 }
 
 unsigned logThreshold() {
-    return threshold().load(std::memory_order_relaxed);
+    return g_threshold.load(std::memory_order_relaxed);
 }
 
 bool parseLogLevel(const std::string& text, unsigned& level) {
@@ -81,11 +87,17 @@ bool parseLogLevel(const std::string& text, unsigned& level) {
 }
 
 DebugCapture::DebugCapture(unsigned level) {
-    auto* state = new CaptureState;
-    state->previousThreshold = logThreshold();
+    CaptureState& state = captureState();
+    {
+        std::lock_guard<std::mutex> lock(state.mutex);
+        state.lines.clear();
+        state.checkCalls = 0;
+        state.baseNameCalls = 0;
+        state.outputCalls = 0;
+        state.previousThreshold = logThreshold();
+    }
     CaptureState* expected = nullptr;
-    if (!g_capture.compare_exchange_strong(expected, state, std::memory_order_acq_rel)) {
-        delete state;
+    if (!g_capture.compare_exchange_strong(expected, &state, std::memory_order_acq_rel)) {
         std::fputs("tvsim: only one DebugCapture may exist at a time\n", stderr);
         std::abort();
     }
@@ -94,8 +106,8 @@ DebugCapture::DebugCapture(unsigned level) {
 
 DebugCapture::~DebugCapture() {
     CaptureState* state = g_capture.exchange(nullptr, std::memory_order_acq_rel);
+    std::lock_guard<std::mutex> lock(state->mutex);
     setLogThreshold(state->previousThreshold);
-    delete state;
 }
 
 std::vector<CapturedLine> DebugCapture::lines() const {
@@ -135,12 +147,14 @@ int DebugCapture::outputCalls() const {
 
 using tvsim::g_capture;
 
+// Every disabled line of the library pays for this call alone: the capture's
+// bookkeeping is done only while a test has one installed.
 extern "C" int cspDebugCheckLevelGetFrameAndChunk(DebugLevelRecord* record) {
     if (tvsim::CaptureState* capture = g_capture.load(std::memory_order_acquire)) {
         capture->checkCalls.fetch_add(1, std::memory_order_relaxed);
+        tvsim::t_lastCheckedWord = record->levelWord;
     }
-    tvsim::t_lastCheckedWord = record->levelWord;
-    return (record->levelWord & 0xFFFFu) <= tvsim::logThreshold() ? 1 : 0;
+    return (record->levelWord & 0xFFFFu) <= tvsim::g_threshold.load(std::memory_order_relaxed) ? 1 : 0;
 }
 
 extern "C" const char* blog_base_name(const char* path) {

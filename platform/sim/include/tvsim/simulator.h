@@ -10,7 +10,12 @@
 // delivered on one callback thread, in order. flush() waits until everything
 // queued so far, delayed outcomes included, has been delivered. Once
 // RootInterface::disconnect has returned on another thread, that observer gets
-// no further call.
+// no further call; a disconnect made on the callback thread itself (from inside
+// a notification) stops later calls but cannot wait for the one in progress.
+//
+// Control operations given a path that holds no object, or an object of
+// another type, throw std::invalid_argument. Never destroy the Simulator on
+// the callback thread.
 #pragma once
 
 #include <lomodelapi/argument.h>
@@ -21,11 +26,21 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
 namespace tvsim {
+
+// Platform statuses the simulator answers besides those tests choose:
+// getInterfaceReference with a name nothing is registered under,
+constexpr int kStatusNoSuchInterface = 1;
+// RootInterface::connect with a path that holds no model object,
+constexpr int kStatusUnknownPath = 2;
+// disconnect or destroyIterator with something the simulator did not hand out
+// (or that was already given back; a disconnect must also name its path and observer).
+constexpr int kStatusUnknownObject = 3;
 
 using Row = std::vector<std::string>;
 
@@ -95,7 +110,9 @@ public:
     // The running simulator, or null.
     static Simulator* current();
 
-    // ---- Model: creating objects (a path may hold one object) ----
+    // ---- Model: creating objects ----
+    // A path holds one object: adding to a taken path replaces the object, and
+    // connections made to the old one keep working on it until disconnected.
     void addInteger(const std::string& path, int value);
     void addInt64(const std::string& path, long long value);
     void addString(const std::string& path, const std::string& value);
@@ -120,8 +137,13 @@ public:
     std::string string(const std::string& path) const;
     std::vector<int> integerVector(const std::string& path) const;
     std::vector<std::string> stringVector(const std::string& path) const;
+    std::vector<std::string> columns(const std::string& path) const;  // of a table
+    std::vector<Row> rows(const std::string& path) const;             // of a table
 
     // ---- Actions ----
+    // ActionObject::invoke answers a fresh id (1, 2, 3, ... per simulator) and
+    // queues the responder's reply to every observer connected to the action.
+    // Without a responder the reply is success with no results.
     void setResponder(const std::string& path, Responder responder);
     // The next `count` invokes answer `status` without an id or an outcome.
     void refuseNextInvokes(const std::string& path, int count, int status);
@@ -130,8 +152,9 @@ public:
     void emitExecutionError(const std::string& path, unsigned int actionId, int error);
 
     // ---- Tables ----
-    void setRows(const std::string& path, const std::vector<Row>& rows);  // notifies table and iterator observers
-    void failNextCreateIterators(const std::string& path, int count);     // createIterator answers null
+    // Notifies notifyUpdate(new row count) to table observers and to the observers of its iterators.
+    void setRows(const std::string& path, const std::vector<Row>& rows);
+    void failNextCreateIterators(const std::string& path, int count);  // createIterator answers null
 
     // ---- Faults ----
     void refuseInterfaceReference(bool refuse, int status = -1);            // getInterfaceReference answers status
@@ -150,7 +173,10 @@ public:
     std::vector<TableIteratorObject*> destroyIterators() const;
     int connectedObservers(const std::string& path) const;
     int setterCalls(const std::string& path) const;  // client writes through model objects
-    void clearRecords();
+    // The map the last client setValues call on a vector path received (empty when none).
+    std::map<int, int> lastIntegerMap(const std::string& path) const;
+    std::map<int, std::string> lastStringMap(const std::string& path) const;
+    void clearRecords();  // every record list, counter and last map
 
     // ---- Callback thread ----
     void flush();
@@ -172,9 +198,14 @@ public:
     static SimIterator* from(TableIteratorObject* iterator);
 
     virtual ~SimIterator() = default;
-    virtual void seekToRow(int row) = 0;                      // notifySeekToRow(row), notifyCursorPosition(row)
-    virtual void seekToContent(const std::string& cell) = 0;  // notifySeekToContent(first row holding it, or -1)
-    virtual void readRow() = 0;            // notifyReadRow(row at cursor), cursor moves on, notifyCursorPosition
+    // Rows run from 0 to rowCount() - 1; the cursor may also stand at rowCount() (the end).
+    // seekToRow: notifySeekToRow(row), notifyCursorPosition(row); a row outside
+    // 0..rowCount() reports -1 and the unchanged cursor.
+    virtual void seekToRow(int row) = 0;
+    // notifySeekToContent(first row holding a cell equal to it, or -1); a found row becomes the cursor.
+    virtual void seekToContent(const std::string& cell) = 0;
+    // notifyReadRow(row at cursor), cursor moves on, notifyCursorPosition; at the end an empty row.
+    virtual void readRow() = 0;
     virtual void readRows(int count) = 0;  // notifyReadRowChunk(up to count rows), cursor moves on
     virtual void commit() = 0;             // notifyCommit(0)
     virtual int rowCount() const = 0;

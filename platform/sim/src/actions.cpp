@@ -1,0 +1,104 @@
+// Actions of the simulated model: invoke, responders and outcomes.
+#include "model.h"
+
+#include <utility>
+
+namespace tvsim {
+
+Reply Reply::withResults(std::vector<lomodelapi::Argument> results) {
+    Reply reply;
+    reply.results = std::move(results);
+    return reply;
+}
+
+Reply Reply::failure(int error) {
+    Reply reply;
+    reply.kind = Kind::Failure;
+    reply.error = error;
+    return reply;
+}
+
+Reply Reply::none() {
+    Reply reply;
+    reply.kind = Kind::NoReply;
+    return reply;
+}
+
+void Model::setResponder(const std::string& path, Responder responder) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    std::swap(entryOf(path, lomodelapi::OBJECT_TYPE_ACTION).responder, responder);
+}
+
+void Model::refuseNextInvokes(const std::string& path, int count, int status) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_faults[path].refusedInvokes = count;
+    m_faults[path].refusedInvokeStatus = status;
+}
+
+int Model::invoke(Entry& action, unsigned int& actionId, const std::vector<lomodelapi::Argument>& arguments) {
+    Responder responder;
+    unsigned int id = 0;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        PathFaults& faults = m_faults[action.path];
+        if (faults.refusedInvokes > 0) {
+            --faults.refusedInvokes;
+            m_records.invokes.push_back({action.path, 0, arguments, faults.refusedInvokeStatus});
+            return faults.refusedInvokeStatus;
+        }
+        id = ++m_lastActionId;
+        actionId = id;
+        m_records.invokes.push_back({action.path, id, arguments, 0});
+        responder = action.responder;
+    }
+    // The responder runs on the invoking thread with no lock held: it may call the simulator.
+    const Reply reply = responder ? responder(id, arguments) : Reply();
+    std::vector<CallbackThread::Ticket> tickets;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        tickets = postOutcome(action, id, reply);
+    }
+    if (reply.beforeInvokeReturns) {
+        // On the callback thread the outcome simply stays queued: waiting there would never end.
+        for (CallbackThread::Ticket ticket : tickets) {
+            m_callbacks.waitFor(ticket);
+        }
+    }
+    return 0;
+}
+
+std::vector<CallbackThread::Ticket> Model::postOutcome(const Entry& action, unsigned int actionId, const Reply& reply) {
+    std::vector<CallbackThread::Ticket> tickets;
+    if (reply.kind == Reply::Kind::NoReply) {
+        return tickets;
+    }
+    for (int copy = 0; copy < reply.copies; ++copy) {
+        for (const Connection* connection : action.connections) {
+            if (reply.kind == Reply::Kind::Failure) {
+                tickets.push_back(postTo<lomodelapi::ObserverAction>(
+                    *connection,
+                    [actionId, error = reply.error](auto& observer) { observer.notifyExecutionError(actionId, error); },
+                    reply.delay));
+            } else {
+                tickets.push_back(postTo<lomodelapi::ObserverAction>(
+                    *connection,
+                    [actionId, results = reply.results](auto& observer) { observer.notifyResult(actionId, results); },
+                    reply.delay));
+            }
+        }
+    }
+    return tickets;
+}
+
+void Model::emitResult(const std::string& path, unsigned int actionId,
+                       const std::vector<lomodelapi::Argument>& results) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    postOutcome(entryOf(path, lomodelapi::OBJECT_TYPE_ACTION), actionId, Reply::withResults(results));
+}
+
+void Model::emitExecutionError(const std::string& path, unsigned int actionId, int error) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    postOutcome(entryOf(path, lomodelapi::OBJECT_TYPE_ACTION), actionId, Reply::failure(error));
+}
+
+}  // namespace tvsim

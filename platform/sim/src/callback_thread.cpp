@@ -1,0 +1,122 @@
+#include "callback_thread.h"
+
+namespace tvsim {
+namespace {
+
+// Set on the dispatcher thread for its whole life, so the question "am I the
+// callback thread?" needs no shared state.
+thread_local const CallbackThread* t_dispatcherOf = nullptr;
+
+}  // namespace
+
+CallbackThread::CallbackThread() : m_thread([this] { run(); }) {}
+
+CallbackThread::~CallbackThread() {
+    shutdown();
+}
+
+CallbackThread::Ticket CallbackThread::post(const SubscriptionPtr& subscription, Call call,
+                                            std::chrono::milliseconds delay) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_stopped) {
+        return 0;
+    }
+    Item item{m_nextTicket++, subscription, std::move(call)};
+    Ticket ticket = item.ticket;
+    m_pending.insert(ticket);
+    if (delay.count() > 0) {
+        m_delayed.emplace(std::make_pair(Clock::now() + delay, ticket), std::move(item));
+    } else {
+        m_ready.push_back(std::move(item));
+    }
+    m_workArrived.notify_one();
+    return ticket;
+}
+
+void CallbackThread::flush() {
+    if (onCallbackThread()) {
+        return;
+    }
+    std::unique_lock<std::mutex> lock(m_mutex);
+    const Ticket end = m_nextTicket;
+    m_delivered.wait(lock, [&] { return m_pending.empty() || *m_pending.begin() >= end; });
+}
+
+void CallbackThread::waitFor(Ticket ticket) {
+    if (ticket == 0 || onCallbackThread()) {
+        return;
+    }
+    std::unique_lock<std::mutex> lock(m_mutex);
+    m_delivered.wait(lock, [&] { return !isPending(ticket); });
+}
+
+void CallbackThread::end(const SubscriptionPtr& subscription) {
+    std::unique_lock<std::mutex> lock(m_mutex);
+    subscription->m_ended = true;
+    if (!onCallbackThread()) {
+        m_delivered.wait(lock, [&] { return m_delivering != subscription.get(); });
+    }
+}
+
+bool CallbackThread::onCallbackThread() const {
+    return t_dispatcherOf == this;
+}
+
+void CallbackThread::shutdown() {
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_stopping = true;
+    }
+    m_workArrived.notify_one();
+    if (m_thread.joinable()) {
+        m_thread.join();
+    }
+}
+
+bool CallbackThread::isPending(Ticket ticket) const {
+    return m_pending.count(ticket) != 0;
+}
+
+void CallbackThread::promoteDueItems(Clock::time_point now) {
+    while (!m_delayed.empty() && m_delayed.begin()->first.first <= now) {
+        m_ready.push_back(std::move(m_delayed.begin()->second));
+        m_delayed.erase(m_delayed.begin());
+    }
+}
+
+void CallbackThread::deliver(Item item, std::unique_lock<std::mutex>& lock) {
+    if (!item.subscription->m_ended) {
+        m_delivering = item.subscription.get();
+        lock.unlock();
+        item.call();
+        // The call's captured values are released before the lock is taken again.
+        item.call = nullptr;
+        lock.lock();
+        m_delivering = nullptr;
+    }
+    m_pending.erase(item.ticket);
+    m_delivered.notify_all();
+}
+
+void CallbackThread::run() {
+    t_dispatcherOf = this;
+    std::unique_lock<std::mutex> lock(m_mutex);
+    for (;;) {
+        promoteDueItems(Clock::now());
+        if (!m_ready.empty()) {
+            Item item = std::move(m_ready.front());
+            m_ready.pop_front();
+            deliver(std::move(item), lock);
+        } else if (!m_delayed.empty()) {
+            m_workArrived.wait_until(lock, m_delayed.begin()->first.first);
+        } else if (m_stopping) {
+            break;
+        } else {
+            m_workArrived.wait(lock);
+        }
+    }
+    m_stopped = true;
+    m_delivered.notify_all();
+}
+
+}  // namespace tvsim

@@ -1,0 +1,91 @@
+// The simulated platform's callback thread: one dispatcher that delivers
+// every notification in the order it was posted, except delayed items, which
+// join the queue when they fall due.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <thread>
+#include <utility>
+
+namespace tvsim {
+
+// One observer's right to be called: a connection or an iterator. Once ended,
+// nothing posted for it is delivered any more.
+class Subscription {
+private:
+    friend class CallbackThread;
+    bool m_ended = false;  // guarded by the CallbackThread's mutex
+};
+
+using SubscriptionPtr = std::shared_ptr<Subscription>;
+
+class CallbackThread {
+public:
+    using Call = std::function<void()>;
+    using Ticket = std::uint64_t;  // 0 stands for "nothing was queued"
+
+    CallbackThread();
+    ~CallbackThread();  // shutdown()
+
+    CallbackThread(const CallbackThread&) = delete;
+    CallbackThread& operator=(const CallbackThread&) = delete;
+
+    // Queues a call for the subscription; it runs on the callback thread with
+    // no lock of the simulator held, unless the subscription has ended by then.
+    Ticket post(const SubscriptionPtr& subscription, Call call,
+                std::chrono::milliseconds delay = std::chrono::milliseconds(0));
+
+    // Waits until everything posted before this call has been delivered (or
+    // skipped). Returns at once on the callback thread, which cannot wait for itself.
+    void flush();
+    // Waits until that one item has been delivered or skipped; returns at once
+    // on the callback thread.
+    void waitFor(Ticket ticket);
+
+    // No further call of the subscription starts. Off the callback thread it
+    // also waits for a call of it in progress to return.
+    void end(const SubscriptionPtr& subscription);
+
+    bool onCallbackThread() const;
+
+    // Delivers everything still queued (delayed items when due, and items that
+    // observers post meanwhile), then joins the thread. Later posts are dropped.
+    // Must not run on the callback thread.
+    void shutdown();
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    struct Item {
+        Ticket ticket = 0;
+        SubscriptionPtr subscription;
+        Call call;
+    };
+
+    void run();
+    void promoteDueItems(Clock::time_point now);
+    void deliver(Item item, std::unique_lock<std::mutex>& lock);
+    bool isPending(Ticket ticket) const;
+
+    std::mutex m_mutex;
+    std::condition_variable m_workArrived;  // the dispatcher waits on it
+    std::condition_variable m_delivered;    // flush, waitFor and end wait on it
+    std::deque<Item> m_ready;
+    std::map<std::pair<Clock::time_point, Ticket>, Item> m_delayed;
+    std::set<Ticket> m_pending;  // posted, not yet delivered or skipped
+    Ticket m_nextTicket = 1;
+    const Subscription* m_delivering = nullptr;
+    bool m_stopping = false;
+    bool m_stopped = false;
+    std::thread m_thread;
+};
+
+}  // namespace tvsim

@@ -1,0 +1,272 @@
+#include "model.h"
+
+#include "model_objects.h"
+#include "tables.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace tvsim {
+namespace {
+
+template <typename T>
+std::vector<T> valuesInIndexOrder(const std::map<int, T>& byIndex) {
+    std::vector<T> values;
+    values.reserve(byIndex.size());
+    for (const auto& element : byIndex) {
+        values.push_back(element.second);
+    }
+    return values;
+}
+
+}  // namespace
+
+Model::Model(CallbackThread& callbacks) : m_callbacks(callbacks) {}
+
+Model::~Model() = default;
+
+void Model::add(std::shared_ptr<Entry> entry) {
+    m_entries[entry->path] = std::move(entry);
+}
+
+void Model::addValue(const std::string& path, lomodelapi::ObjectTypeSpec type, Value value) {
+    auto entry = std::make_shared<Entry>(path, type);
+    entry->value = std::move(value);
+    std::lock_guard<std::mutex> lock(m_mutex);
+    add(std::move(entry));
+}
+
+void Model::addAction(const std::string& path, Responder responder) {
+    auto entry = std::make_shared<Entry>(path, lomodelapi::OBJECT_TYPE_ACTION);
+    entry->responder = std::move(responder);
+    std::lock_guard<std::mutex> lock(m_mutex);
+    add(std::move(entry));
+}
+
+void Model::addTable(const std::string& path, std::vector<std::string> columns, std::vector<Row> rows) {
+    auto entry = std::make_shared<Entry>(path, lomodelapi::OBJECT_TYPE_TABLE);
+    entry->columns = std::move(columns);
+    entry->rows = std::make_shared<const std::vector<Row>>(std::move(rows));
+    std::lock_guard<std::mutex> lock(m_mutex);
+    add(std::move(entry));
+}
+
+void Model::remove(const std::string& path) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_entries.erase(path);
+}
+
+bool Model::has(const std::string& path) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_entries.count(path) != 0;
+}
+
+std::vector<ModelEntry> Model::list(const std::string& prefix) const {
+    std::vector<ModelEntry> entries;
+    std::lock_guard<std::mutex> lock(m_mutex);
+    for (auto it = m_entries.lower_bound(prefix);
+         it != m_entries.end() && it->first.compare(0, prefix.size(), prefix) == 0; ++it) {
+        entries.push_back({it->first, it->second->type});
+    }
+    return entries;
+}
+
+Entry& Model::entryOf(const std::string& path, lomodelapi::ObjectTypeSpec type) const {
+    auto found = m_entries.find(path);
+    if (found == m_entries.end()) {
+        throw std::invalid_argument("tvsim: no model object at '" + path + "'");
+    }
+    if (found->second->type != type) {
+        throw std::invalid_argument("tvsim: the model object at '" + path + "' has type " +
+                                    std::to_string(found->second->type) + ", not " + std::to_string(type));
+    }
+    return *found->second;
+}
+
+Value Model::value(const std::string& path, lomodelapi::ObjectTypeSpec type) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return entryOf(path, type).value;
+}
+
+void Model::changeValue(const std::string& path, lomodelapi::ObjectTypeSpec type, Value value) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    Entry& entry = entryOf(path, type);
+    entry.value = std::move(value);
+    notifyValue(entry);
+}
+
+int Model::connect(const std::string& path, lomodelapi::Observer* observer, ModelObject*& object) {
+    object = nullptr;
+    int status = 0;
+    std::lock_guard<std::mutex> lock(m_mutex);
+    PathFaults& faults = m_faults[path];
+    auto found = m_entries.find(path);
+    if (faults.failingConnects > 0) {
+        --faults.failingConnects;
+        status = faults.failingConnectStatus;
+    } else if (faults.nullConnects > 0) {
+        --faults.nullConnects;
+    } else if (found == m_entries.end()) {
+        status = kStatusUnknownPath;
+    } else {
+        auto connection = std::make_unique<Connection>();
+        connection->entry = found->second;
+        connection->observer = observer;
+        connection->object = makeModelObject(*this, found->second);
+        connection->subscription = std::make_shared<Subscription>();
+        object = connection->object.get();
+        found->second->connections.push_back(connection.get());
+        m_connections.emplace(object, std::move(connection));
+    }
+    m_records.connects.push_back({path, observer, object, status});
+    return status;
+}
+
+int Model::disconnect(const std::string& path, lomodelapi::Observer* observer, ModelObject* object) {
+    std::unique_ptr<Connection> ended;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_records.disconnects.push_back({path, observer, object});
+        auto found = m_connections.find(object);
+        if (found == m_connections.end() || found->second->entry->path != path || found->second->observer != observer) {
+            return kStatusUnknownObject;
+        }
+        ended = std::move(found->second);
+        m_connections.erase(found);
+        auto& connections = ended->entry->connections;
+        connections.erase(std::find(connections.begin(), connections.end(), ended.get()));
+    }
+    // Outside the lock: a notification in progress may call into the model before it returns.
+    m_callbacks.end(ended->subscription);
+    return 0;
+}
+
+lomodelapi::ObjectTypeSpec Model::reportedType(const Entry& entry) const {
+    if (!m_anyReportedType.load(std::memory_order_acquire)) {
+        return entry.type;
+    }
+    std::lock_guard<std::mutex> lock(m_mutex);
+    auto faults = m_faults.find(entry.path);
+    if (faults != m_faults.end() && faults->second.reportedType) {
+        return *faults->second.reportedType;
+    }
+    return entry.type;
+}
+
+int Model::write(Entry& entry, Value value) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    ++m_records.setterCalls[entry.path];
+    entry.value = std::move(value);
+    notifyValue(entry);
+    return 0;
+}
+
+int Model::writeMap(Entry& entry, const std::map<int, int>& byIndex) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    ++m_records.setterCalls[entry.path];
+    m_records.lastIntegerMaps[entry.path] = byIndex;
+    entry.value = valuesInIndexOrder(byIndex);
+    notifyValue(entry);
+    return 0;
+}
+
+int Model::writeMap(Entry& entry, const std::map<int, std::string>& byIndex) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    ++m_records.setterCalls[entry.path];
+    m_records.lastStringMaps[entry.path] = byIndex;
+    entry.value = valuesInIndexOrder(byIndex);
+    notifyValue(entry);
+    return 0;
+}
+
+// Each observer gets its own copy of the value, taken now, so that every write
+// is reported with the value it wrote.
+void Model::notifyValue(const Entry& entry) {
+    for (const Connection* connection : entry.connections) {
+        switch (entry.type) {
+            case lomodelapi::OBJECT_TYPE_NUMERIC_INTEGER:
+                postTo<lomodelapi::ObserverNumericInteger>(
+                    *connection,
+                    [value = std::get<int>(entry.value)](auto& observer) { observer.notifyNewValue(value); });
+                break;
+            case lomodelapi::OBJECT_TYPE_NUMERIC_INT64:
+                postTo<lomodelapi::ObserverNumericInt64>(
+                    *connection,
+                    [value = std::get<long long>(entry.value)](auto& observer) { observer.notifyNewValue(value); });
+                break;
+            case lomodelapi::OBJECT_TYPE_STRING:
+                postTo<lomodelapi::ObserverString>(
+                    *connection,
+                    [value = std::get<std::string>(entry.value)](auto& observer) { observer.notifyNewValue(value); });
+                break;
+            case lomodelapi::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER:
+                postTo<lomodelapi::ObserverVectorNumericInteger>(
+                    *connection, [values = std::get<std::vector<int>>(entry.value)](auto& observer) {
+                        observer.notifyIntegerVector(values);
+                    });
+                break;
+            case lomodelapi::OBJECT_TYPE_VECTOR_STRING:
+                postTo<lomodelapi::ObserverVectorString>(
+                    *connection, [values = std::get<std::vector<std::string>>(entry.value)](auto& observer) {
+                        observer.notifyStringVector(values);
+                    });
+                break;
+            default:
+                break;
+        }
+    }
+}
+
+void Model::failNextConnects(const std::string& path, int count, int status) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_faults[path].failingConnects = count;
+    m_faults[path].failingConnectStatus = status;
+}
+
+void Model::nullObjectOnNextConnects(const std::string& path, int count) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_faults[path].nullConnects = count;
+}
+
+void Model::reportType(const std::string& path, lomodelapi::ObjectTypeSpec type) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_faults[path].reportedType = type;
+    m_anyReportedType.store(true, std::memory_order_release);
+}
+
+void Model::failGetter(const std::string& path, int status) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_faults[path].getterStatus = status;
+}
+
+int Model::connectedObservers(const std::string& path) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return static_cast<int>(std::count_if(m_connections.begin(), m_connections.end(), [&](const auto& connection) {
+        return connection.second->entry->path == path;
+    }));
+}
+
+int Model::setterCalls(const std::string& path) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    auto found = m_records.setterCalls.find(path);
+    return found == m_records.setterCalls.end() ? 0 : found->second;
+}
+
+std::map<int, int> Model::lastIntegerMap(const std::string& path) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    auto found = m_records.lastIntegerMaps.find(path);
+    return found == m_records.lastIntegerMaps.end() ? std::map<int, int>() : found->second;
+}
+
+std::map<int, std::string> Model::lastStringMap(const std::string& path) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    auto found = m_records.lastStringMaps.find(path);
+    return found == m_records.lastStringMaps.end() ? std::map<int, std::string>() : found->second;
+}
+
+void Model::clearRecords() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_records = Records();
+}
+
+}  // namespace tvsim

@@ -1,0 +1,193 @@
+// The simulated platform's model: entries by path, the connections handed out
+// for them, per-path faults and the records tests read back. One mutex guards
+// all of it; it is never held while an observer or a responder runs.
+#pragma once
+
+#include "callback_thread.h"
+
+#include <tvsim/simulator.h>
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <variant>
+#include <vector>
+
+namespace tvsim {
+
+class SimTableIterator;
+struct Connection;
+
+using Rows = std::shared_ptr<const std::vector<Row>>;  // replaced whole, so readers may keep a snapshot
+using Value = std::variant<std::monostate, int, long long, std::string, std::vector<int>, std::vector<std::string>>;
+
+// One model object. Everything but `path` and `type` is guarded by the model's mutex.
+struct Entry {
+    Entry(std::string entryPath, lomodelapi::ObjectTypeSpec entryType) : path(std::move(entryPath)), type(entryType) {}
+
+    const std::string path;
+    const lomodelapi::ObjectTypeSpec type;
+    Value value;                               // the five value types
+    Responder responder;                       // actions
+    std::vector<std::string> columns;          // tables
+    Rows rows;                                 // tables
+    std::vector<Connection*> connections;      // who is notified
+    std::vector<SimTableIterator*> iterators;  // tables: iterators made on this table
+};
+
+// One successful RootInterface::connect.
+struct Connection {
+    std::shared_ptr<Entry> entry;
+    lomodelapi::Observer* observer;
+    std::unique_ptr<ModelObject> object;
+    SubscriptionPtr subscription;
+};
+
+struct PathFaults {
+    int failingConnects = 0;
+    int failingConnectStatus = 0;
+    int nullConnects = 0;
+    std::optional<lomodelapi::ObjectTypeSpec> reportedType;
+    int getterStatus = 0;
+    int refusedInvokes = 0;
+    int refusedInvokeStatus = 0;
+    int failingCreateIterators = 0;
+};
+
+struct Records {
+    std::vector<ConnectRecord> connects;
+    std::vector<DisconnectRecord> disconnects;
+    std::vector<InvokeRecord> invokes;
+    std::vector<CreateIteratorRecord> createIterators;
+    std::vector<TableIteratorObject*> destroyIterators;
+    std::map<std::string, int> setterCalls;
+    std::map<std::string, std::map<int, int>> lastIntegerMaps;
+    std::map<std::string, std::map<int, std::string>> lastStringMaps;
+};
+
+class Model {
+public:
+    explicit Model(CallbackThread& callbacks);
+    ~Model();
+
+    Model(const Model&) = delete;
+    Model& operator=(const Model&) = delete;
+
+    // ---- Entries (control side; unknown paths and wrong types throw std::invalid_argument) ----
+    void addValue(const std::string& path, lomodelapi::ObjectTypeSpec type, Value value);
+    void addAction(const std::string& path, Responder responder);
+    void addTable(const std::string& path, std::vector<std::string> columns, std::vector<Row> rows);
+    void remove(const std::string& path);
+    bool has(const std::string& path) const;
+    std::vector<ModelEntry> list(const std::string& prefix) const;
+    Value value(const std::string& path, lomodelapi::ObjectTypeSpec type) const;
+    void changeValue(const std::string& path, lomodelapi::ObjectTypeSpec type, Value value);
+
+    // ---- RootInterface ----
+    int connect(const std::string& path, lomodelapi::Observer* observer, ModelObject*& object);
+    int disconnect(const std::string& path, lomodelapi::Observer* observer, ModelObject* object);
+
+    // ---- Operations of the per-connection model objects ----
+    lomodelapi::ObjectTypeSpec reportedType(const Entry& entry) const;
+    template <typename T>
+    T read(const Entry& entry) const;
+    template <typename T>
+    int readInto(const Entry& entry, T& out) const;  // answers the getter fault, if any
+    int write(Entry& entry, Value value);
+    int writeMap(Entry& entry, const std::map<int, int>& byIndex);
+    int writeMap(Entry& entry, const std::map<int, std::string>& byIndex);
+
+    // ---- Actions (actions.cpp) ----
+    void setResponder(const std::string& path, Responder responder);
+    void refuseNextInvokes(const std::string& path, int count, int status);
+    int invoke(Entry& action, unsigned int& actionId, const std::vector<lomodelapi::Argument>& arguments);
+    void emitResult(const std::string& path, unsigned int actionId, const std::vector<lomodelapi::Argument>& results);
+    void emitExecutionError(const std::string& path, unsigned int actionId, int error);
+
+    // ---- Tables (tables.cpp) ----
+    void setRows(const std::string& path, std::vector<Row> rows);
+    void failNextCreateIterators(const std::string& path, int count);
+    TableIteratorObject* createIterator(const std::shared_ptr<Entry>& table, lomodelapi::IteratorType type,
+                                        lomodelapi::ObserverTableIterator* observer,
+                                        const std::vector<lomodelapi::TableSelection>& selections,
+                                        const std::vector<int>& columns,
+                                        const std::vector<lomodelapi::TableOrder>& orders);
+    int destroyIterator(TableIteratorObject* iterator);
+    Rows rows(const Entry& table) const;
+    std::vector<std::string> columns(const std::string& path) const;
+    std::vector<Row> rows(const std::string& path) const;
+
+    // ---- Faults ----
+    void failNextConnects(const std::string& path, int count, int status);
+    void nullObjectOnNextConnects(const std::string& path, int count);
+    void reportType(const std::string& path, lomodelapi::ObjectTypeSpec type);
+    void failGetter(const std::string& path, int status);
+
+    // ---- Records ----
+    template <typename R>
+    R recorded(R Records::*member) const {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return m_records.*member;
+    }
+    int connectedObservers(const std::string& path) const;
+    int setterCalls(const std::string& path) const;
+    std::map<int, int> lastIntegerMap(const std::string& path) const;
+    std::map<int, std::string> lastStringMap(const std::string& path) const;
+    void clearRecords();
+
+private:
+    // Each of these runs with m_mutex held.
+    void add(std::shared_ptr<Entry> entry);
+    Entry& entryOf(const std::string& path, lomodelapi::ObjectTypeSpec type) const;
+    void notifyValue(const Entry& entry);
+    void notifyTableUpdate(const Entry& table, int change);
+    std::vector<CallbackThread::Ticket> postOutcome(const Entry& action, unsigned int actionId, const Reply& reply);
+    template <typename ObserverT, typename Notify>
+    CallbackThread::Ticket postTo(const Connection& connection, Notify notify,
+                                  std::chrono::milliseconds delay = std::chrono::milliseconds(0));
+
+    CallbackThread& m_callbacks;
+    mutable std::mutex m_mutex;
+    std::map<std::string, std::shared_ptr<Entry>> m_entries;
+    std::unordered_map<ModelObject*, std::unique_ptr<Connection>> m_connections;
+    std::unordered_map<TableIteratorObject*, std::unique_ptr<SimTableIterator>> m_iterators;
+    std::map<std::string, PathFaults> m_faults;
+    // Paths whose type is overridden by reportType: while there are none, getType
+    // (asked before every read and write) answers without taking the mutex.
+    std::atomic<bool> m_anyReportedType{false};
+    Records m_records;
+    unsigned int m_lastActionId = 0;
+};
+
+template <typename T>
+T Model::read(const Entry& entry) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return std::get<T>(entry.value);
+}
+
+template <typename T>
+int Model::readInto(const Entry& entry, T& out) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    auto faults = m_faults.find(entry.path);
+    if (faults != m_faults.end() && faults->second.getterStatus != 0) {
+        return faults->second.getterStatus;
+    }
+    out = std::get<T>(entry.value);
+    return 0;
+}
+
+template <typename ObserverT, typename Notify>
+CallbackThread::Ticket Model::postTo(const Connection& connection, Notify notify, std::chrono::milliseconds delay) {
+    auto* observer = dynamic_cast<ObserverT*>(connection.observer);
+    if (observer == nullptr) {
+        return 0;
+    }
+    return m_callbacks.post(
+        connection.subscription, [observer, notify = std::move(notify)] { notify(*observer); }, delay);
+}
+
+}  // namespace tvsim

@@ -1,0 +1,74 @@
+// frame::Process of the simulated platform, backed by InterfaceRegistry.
+#include "process_framework.h"
+
+#include <tvsim/simulator.h>
+
+namespace tvsim {
+
+InterfaceRegistry& InterfaceRegistry::instance() {
+    static InterfaceRegistry registry;
+    return registry;
+}
+
+void InterfaceRegistry::publish(const std::string& name, boost::shared_ptr<frame::Interface> interface) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_interfaces[name] = std::move(interface);
+}
+
+void InterfaceRegistry::withdraw(const std::string& name) {
+    boost::shared_ptr<frame::Interface> released;
+    std::lock_guard<std::mutex> lock(m_mutex);
+    auto found = m_interfaces.find(name);
+    if (found != m_interfaces.end()) {
+        released = std::move(found->second);
+        m_interfaces.erase(found);
+    }
+}
+
+int InterfaceRegistry::lookup(boost::shared_ptr<frame::Interface>& reference, const std::string& name) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_refusing) {
+        return m_refusalStatus;
+    }
+    if (m_answeringEmpty) {
+        return 0;
+    }
+    auto found = m_interfaces.find(name);
+    if (found == m_interfaces.end()) {
+        return kStatusNoSuchInterface;
+    }
+    reference = found->second;
+    return 0;
+}
+
+void InterfaceRegistry::refuse(bool refuse, int status) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_refusing = refuse;
+    m_refusalStatus = status;
+}
+
+void InterfaceRegistry::answerEmpty(bool empty) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_answeringEmpty = empty;
+}
+
+void InterfaceRegistry::resetFaults() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_refusing = false;
+    m_refusalStatus = -1;
+    m_answeringEmpty = false;
+}
+
+}  // namespace tvsim
+
+namespace frame {
+
+Process Process::getInstance() {
+    return Process();
+}
+
+int Process::getInterfaceReference(boost::shared_ptr<Interface>& reference, const std::string& name) {
+    return tvsim::InterfaceRegistry::instance().lookup(reference, name);
+}
+
+}  // namespace frame
