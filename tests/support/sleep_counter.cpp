@@ -5,40 +5,54 @@
 
 namespace {
 
-std::mutex& sleepMutex() {
-    static std::mutex mutex;
-    return mutex;
-}
+struct SleepState {
+    std::mutex mutex;
+    std::vector<unsigned> durations;
+    std::function<void()> hook;
+};
 
-std::vector<unsigned>& sleepLog() {
-    static std::vector<unsigned> log;
-    return log;
+SleepState& state() {
+    static SleepState instance;
+    return instance;
 }
 
 }  // namespace
 
 // Interposes the C library's usleep for the whole test process.
 extern "C" int usleep(useconds_t microseconds) {
-    std::lock_guard<std::mutex> lock(sleepMutex());
-    sleepLog().push_back(static_cast<unsigned>(microseconds));
+    std::function<void()> hook;
+    {
+        std::lock_guard<std::mutex> lock(state().mutex);
+        state().durations.push_back(static_cast<unsigned>(microseconds));
+        hook = state().hook;
+    }
+    if (hook) {
+        hook();
+    }
     return 0;
 }
 
 namespace testsupport {
 
 int SleepCounter::count() {
-    std::lock_guard<std::mutex> lock(sleepMutex());
-    return static_cast<int>(sleepLog().size());
+    std::lock_guard<std::mutex> lock(state().mutex);
+    return static_cast<int>(state().durations.size());
 }
 
 std::vector<unsigned> SleepCounter::durations() {
-    std::lock_guard<std::mutex> lock(sleepMutex());
-    return sleepLog();
+    std::lock_guard<std::mutex> lock(state().mutex);
+    return state().durations;
 }
 
 void SleepCounter::reset() {
-    std::lock_guard<std::mutex> lock(sleepMutex());
-    sleepLog().clear();
+    std::lock_guard<std::mutex> lock(state().mutex);
+    state().durations.clear();
+    state().hook = nullptr;
+}
+
+void SleepCounter::onSleep(std::function<void()> hook) {
+    std::lock_guard<std::mutex> lock(state().mutex);
+    state().hook = std::move(hook);
 }
 
 }  // namespace testsupport

@@ -2,6 +2,7 @@
 // the connect loop's 100 ms pauses are counted, never slept.
 #pragma once
 
+#include <functional>
 #include <vector>
 
 namespace testsupport {
@@ -10,7 +11,11 @@ class SleepCounter {
 public:
     static int count();
     static std::vector<unsigned> durations();  // microseconds, in call order
+    // Clears the record and the hook.
     static void reset();
+    // Runs on the sleeping thread at every usleep, after it is recorded: lets a
+    // test change the platform between two attempts of one connect.
+    static void onSleep(std::function<void()> hook);
 };
 
 }  // namespace testsupport
