@@ -1,0 +1,120 @@
+// Model files: a simulated TV described in JSON, and the small TV built into
+// the simulator (the default model).
+//
+// A model file lists values with their initial values, actions with a
+// declarative reply or a built-in responder, and tables with their columns and
+// rows; docs/model-files.md describes the format. Loading runs in two steps:
+// parseModel...() checks the whole document into a ModelDescription, and
+// applyModel() adds a checked description to a Simulator. A refused document
+// therefore leaves the simulator as it was. Every fault is one ModelFileError
+// whose message names the file, the line (JSON syntax) or the JSON pointer of
+// the offending entry (everything else), and what is wrong, on one line:
+//   tv.json:7: invalid JSON: syntax error while parsing object - ...
+//   tv.json: /values/3/value: 3000000000 is out of the range of a 32-bit integer
+//
+// Applying adds to the simulator's model: a path it already holds is replaced.
+// Call the load functions from any thread except the simulator's callback thread.
+#pragma once
+
+#include <tvsim/simulator.h>
+#include <tvsim/source_switch.h>
+
+#include <lomodelapi/object_type_spec.h>
+
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace tvsim {
+
+class ModelFileError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// ---- Model values and their text form ----
+
+// The alternatives are in the order of ValueType.
+using ModelValue = std::variant<int, long long, std::string, std::vector<int>, std::vector<std::string>>;
+enum class ValueType { INTEGER, INT64, STRING, INTEGER_VECTOR, STRING_VECTOR };
+
+ValueType valueTypeOf(const ModelValue& value);
+ModelValue emptyValueOf(ValueType type);  // 0, 0, "", [], []
+// The value type behind a model object type code; false for actions, tables and the rest.
+bool valueTypeOfObject(lomodelapi::ObjectTypeSpec objectType, ValueType& valueType);
+// "integer", "int64", "string", "integer-vector", "string-vector": the names model files use.
+const char* valueTypeName(ValueType type);
+// Those names for value objects, "action", "table", or "type <code>" for anything else.
+std::string objectTypeName(lomodelapi::ObjectTypeSpec objectType);
+
+// The text form of a value, as the command line takes it: integers in
+// decimal, a string as it is, vectors as JSON arrays ([1,2,3], ["eng","fra"]).
+// Throws std::invalid_argument with one line saying what is wrong.
+ModelValue parseValueText(ValueType type, const std::string& text);
+// The same form; vector elements are JSON (strings quoted).
+std::string formatValueText(const ModelValue& value);
+
+// A platform-originated change of the value at the path (Simulator::setInteger
+// and its siblings, by the value's type): notified to every connected observer.
+void setModelValue(Simulator& simulator, const std::string& path, const ModelValue& value);
+
+// ---- The checked form of a model file ----
+
+struct ValueEntry {
+    std::string path;
+    ModelValue value;
+};
+
+// An action answered by SourceSwitchResponder.
+struct SourceSwitchEntry {
+    std::vector<Channel> channels;
+    std::string channelNamePath;  // a string value set to the current channel's name; empty for none
+};
+
+struct ActionEntry {
+    std::string path;
+    std::variant<Reply, SourceSwitchEntry> answer;
+};
+
+struct TableEntry {
+    std::string path;
+    std::vector<std::string> columns;
+    std::vector<Row> rows;
+};
+
+struct ModelDescription {
+    std::string source;  // the file name (or the name given with the text)
+    std::string name;    // the model's own "name", empty when it has none
+    std::vector<ValueEntry> values;
+    std::vector<ActionEntry> actions;
+    std::vector<TableEntry> tables;
+
+    const TableEntry* table(const std::string& path) const;  // null when the model has no such table
+};
+
+struct LoadedModel {
+    ModelDescription description;
+    // The built-in responders by action path; copies share the responder's state.
+    std::map<std::string, SourceSwitchResponder> sourceSwitches;
+
+    const SourceSwitchResponder* sourceSwitch(const std::string& actionPath) const;  // null when none
+};
+
+ModelDescription parseModelText(const std::string& text, const std::string& sourceName);
+ModelDescription parseModelFile(const std::string& path);  // an unreadable file is a ModelFileError too
+LoadedModel applyModel(ModelDescription description, Simulator& simulator);
+
+LoadedModel loadModelText(const std::string& text, const std::string& sourceName, Simulator& simulator);
+LoadedModel loadModelFile(const std::string& path, Simulator& simulator);
+
+// ---- The default model ----
+
+constexpr const char* kDefaultModelSource = "default model";
+constexpr const char* kSourceSwitchPath = "orvik.sl2.action.source.switch";
+
+const std::string& defaultModelText();  // the JSON compiled into the simulator
+LoadedModel loadDefaultModel(Simulator& simulator);
+
+}  // namespace tvsim
