@@ -1,0 +1,118 @@
+#include "actions.h"
+
+#include <system_access/value_object.h>
+
+#include <algorithm>
+#include <cctype>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+
+namespace sactl {
+
+namespace access = velmora::system::access;
+
+// Runs on the simulator's callback thread: keeps the first outcome of each id
+// under its own mutex and wakes the waiting caller; touches nothing else.
+class ActionCaller::Collector : public access::ActionHandler {
+public:
+    void onActionResult(unsigned int actionId, const access::ValueObject& result) override {
+        ActionOutcome outcome;
+        outcome.actionId = actionId;
+        outcome.results = static_cast<std::vector<std::string>>(result);
+        store(std::move(outcome));
+    }
+
+    void onActionFailed(unsigned int actionId, int error) override {
+        ActionOutcome outcome;
+        outcome.actionId = actionId;
+        outcome.failed = true;
+        outcome.error = error;
+        store(std::move(outcome));
+    }
+
+    bool waitFor(unsigned int actionId, std::chrono::milliseconds timeout, ActionOutcome& outcome) {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        if (!m_changed.wait_for(lock, timeout, [&] { return m_outcomes.count(actionId) != 0; })) {
+            return false;
+        }
+        outcome = m_outcomes[actionId];
+        return true;
+    }
+
+private:
+    void store(ActionOutcome outcome) {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_outcomes.emplace(outcome.actionId, std::move(outcome));  // a duplicate keeps the first
+        m_changed.notify_all();
+    }
+
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::map<unsigned int, ActionOutcome> m_outcomes;
+};
+
+std::vector<lomodelapi::Argument> parseArguments(const std::vector<std::string>& texts) {
+    std::vector<lomodelapi::Argument> arguments;
+    for (const std::string& text : texts) {
+        const std::size_t equals = text.find('=');
+        const std::string position = text.substr(0, equals);
+        const bool decimal =
+            !position.empty() && position.size() <= 3 &&
+            std::all_of(position.begin(), position.end(), [](unsigned char c) { return std::isdigit(c); });
+        if (equals == std::string::npos || !decimal || std::stoi(position) > 127) {
+            throw CommandError("bad argument '" + text + "': expected POSITION=VALUE with a position from 0 to 127");
+        }
+        lomodelapi::Argument argument;
+        argument.position = static_cast<std::int8_t>(std::stoi(position));
+        argument.value = text.substr(equals + 1);
+        arguments.push_back(std::move(argument));
+    }
+    return arguments;
+}
+
+std::string formatArguments(const std::vector<lomodelapi::Argument>& arguments) {
+    std::string text;
+    for (const lomodelapi::Argument& argument : arguments) {
+        text += (text.empty() ? "[" : " [") + std::to_string(argument.position) +
+                "]=" + nlohmann::json(argument.value).dump();
+    }
+    return text;
+}
+
+nlohmann::json argumentsToJson(const std::vector<lomodelapi::Argument>& arguments) {
+    nlohmann::json list = nlohmann::json::array();
+    for (const lomodelapi::Argument& argument : arguments) {
+        list.push_back({{"position", argument.position}, {"value", argument.value}});
+    }
+    return list;
+}
+
+ActionCaller::ActionCaller(Session& session, const std::string& path)
+    : m_session(session), m_path(path), m_collector(std::make_shared<Collector>()), m_access(path, m_collector) {
+    session.requireType(path, lomodelapi::OBJECT_TYPE_ACTION);
+    const int status = m_access.connect(1000);
+    if (status != 0) {
+        throw CommandError("connecting '" + path + "' failed with status " + describeStatus(status));
+    }
+}
+
+ActionCaller::~ActionCaller() {
+    m_access.disconnect();
+}
+
+ActionOutcome ActionCaller::call(const std::vector<lomodelapi::Argument>& arguments) {
+    unsigned int actionId = 0;
+    const int status = m_access.invoke(actionId, arguments);
+    if (status != 0) {
+        throw CommandError("invoking '" + m_path + "' was refused with status " + describeStatus(status));
+    }
+    ActionOutcome outcome;
+    if (!m_collector->waitFor(actionId, std::chrono::milliseconds(m_session.timeoutMs()), outcome)) {
+        throw CommandError("no outcome for '" + m_path + "' (action id " + std::to_string(actionId) + ") within " +
+                           std::to_string(m_session.timeoutMs()) + " ms");
+    }
+    return outcome;
+}
+
+}  // namespace sactl

@@ -1,0 +1,20 @@
+#include "commands.h"
+
+namespace sactl {
+
+CLI::App* Commands::add(CLI::App& parent, const std::string& name, const std::string& description, CommandRun run) {
+    CLI::App* command = parent.add_subcommand(name, description);
+    m_commands.emplace_back(command, std::move(run));
+    return command;
+}
+
+void Commands::runChosen(Session& session) const {
+    for (const auto& command : m_commands) {
+        if (command.first->parsed()) {
+            command.second(session);
+            return;
+        }
+    }
+}
+
+}  // namespace sactl

@@ -1,0 +1,72 @@
+// What every sactl command works with: the running simulator with its model,
+// the output in text or JSON form, and the one kind of error a command reports.
+#pragma once
+
+#include <tvsim/model_file.h>
+#include <tvsim/simulator.h>
+
+#include <nlohmann/json.hpp>
+
+#include <stdexcept>
+#include <string>
+
+namespace sactl {
+
+// A command's failure: its message is the one line sactl prints on standard error.
+class CommandError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+struct GlobalOptions {
+    std::string modelFile;  // empty: the default model
+    std::string logLevel;   // empty: SYSACCESS_LOG_LEVEL if set, otherwise no library lines
+    bool json = false;
+    int timeoutMs = 5000;  // how long invoke and source operations wait for an outcome
+};
+
+// Result lines on standard output: text for people, or one JSON object per line for scripts.
+class Output {
+public:
+    explicit Output(bool json) : m_json(json) {}
+
+    bool json() const { return m_json; }
+    void result(const std::string& text, const nlohmann::json& object) const;
+    void narrate(const std::string& text) const;  // the demo's story; {"narration": ...} in JSON
+
+private:
+    bool m_json;
+};
+
+// A library status with its name where it has one: "5 (STATUS_ERR_CONNECT_FAILED)".
+std::string describeStatus(int status);
+
+// The time of day with milliseconds, "14:03:07.250", for watch lines.
+std::string timestampNow();
+
+class Session {
+public:
+    // Sets the log threshold, starts the simulator and loads the model; a bad
+    // level or model file is a CommandError.
+    explicit Session(const GlobalOptions& options);
+
+    tvsim::Simulator& simulator() { return m_simulator; }
+    const tvsim::LoadedModel& model() const { return m_model; }
+    const Output& out() const { return m_output; }
+    int timeoutMs() const { return m_timeoutMs; }
+
+    // The type code of the object at the path; an unknown path is a CommandError.
+    lomodelapi::ObjectTypeSpec typeOf(const std::string& path) const;
+    // The value type at the path; a path that is not a value is a CommandError.
+    tvsim::ValueType valueTypeOf(const std::string& path) const;
+    // A CommandError unless the path holds an object of this type.
+    void requireType(const std::string& path, lomodelapi::ObjectTypeSpec expected) const;
+
+private:
+    Output m_output;
+    int m_timeoutMs;
+    tvsim::Simulator m_simulator;
+    tvsim::LoadedModel m_model;
+};
+
+}  // namespace sactl

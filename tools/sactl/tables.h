@@ -1,0 +1,24 @@
+// Reading a model table's rows through IteratorAccess and the simulator's iterator.
+#pragma once
+
+#include "session.h"
+
+#include <string>
+#include <vector>
+
+namespace sactl {
+
+struct TableContents {
+    std::vector<std::string> columns;
+    std::vector<tvsim::Row> rows;
+};
+
+// The rows come through an iterator made by IteratorAccess::create and moved
+// with the simulator's SimIterator operations; the column names come from the
+// loaded model. Failures are CommandErrors.
+TableContents readTable(Session& session, const std::string& path);
+
+// Text: a header and one aligned line per row. JSON: one object per row.
+void printTable(const Session& session, const std::string& path, const TableContents& table);
+
+}  // namespace sactl
