@@ -47,6 +47,7 @@ const BadModelCase kBadModels[] = {
      ":3: ", "invalid JSON"},
     {"TrailingComma", "{\n  \"values\": [" GOOD_VALUE ",]\n}", ":2: ", "invalid JSON"},
     {"EmptyText", "", ":1: ", "unexpected end of input"},
+    {"NumberBeyondADouble", "{\n  \"name\": 1e400\n}", ":2: ", "invalid JSON: number overflow parsing '1e400'"},
     {"TopLevelNotAnObject", "[1, 2]", ": top level: ", "expected an object, got an array"},
     {"UnknownTopLevelKey", R"({"valuez": []})", ": /valuez: ", "unknown key \"valuez\""},
     {"UnknownValueKey", R"({"values": [{"path": "a", "type": "integer", "value": 1, "colour": 2}]})",

@@ -287,6 +287,25 @@ std::string syntaxErrorDetail(const Json::parse_error& error) {
     return colon == std::string::npos ? message : message.substr(colon + 2);
 }
 
+// nlohmann's message after its "[json.exception.<kind>.<id>] " prefix.
+std::string withoutExceptionId(const Json::exception& error) {
+    const std::string message = error.what();
+    const std::size_t close = message.find("] ");
+    return close == std::string::npos ? message : message.substr(close + 2);
+}
+
+// A number beyond a double's range ("number overflow parsing '1e400'") carries
+// no position: find the quoted token in the text instead.
+std::size_t lineOfQuotedToken(const std::string& text, const std::string& message) {
+    const std::size_t open = message.find('\'');
+    const std::size_t close = message.rfind('\'');
+    if (open == std::string::npos || close <= open) {
+        return 1;
+    }
+    const std::size_t found = text.find(message.substr(open + 1, close - open - 1));
+    return found == std::string::npos ? 1 : lineOfByte(text, found + 1);
+}
+
 bool isValidPath(const std::string& path) {
     return !path.empty() &&
            std::none_of(path.begin(), path.end(), [](unsigned char c) { return std::isspace(c) || std::iscntrl(c); });
@@ -317,6 +336,10 @@ private:
         } catch (const Json::parse_error& error) {
             throw ModelFileError(m_description.source + ":" + std::to_string(lineOfByte(text, error.byte)) +
                                  ": invalid JSON: " + syntaxErrorDetail(error));
+        } catch (const Json::out_of_range& error) {
+            const std::string detail = withoutExceptionId(error);
+            throw ModelFileError(m_description.source + ":" + std::to_string(lineOfQuotedToken(text, detail)) +
+                                 ": invalid JSON: " + detail);
         }
     }
 
@@ -713,7 +736,7 @@ ModelValue parseValueText(ValueType type, const std::string& text) {
     Json parsed;
     try {
         parsed = Json::parse(text);
-    } catch (const Json::parse_error&) {
+    } catch (const Json::exception&) {  // a syntax error, or a number beyond a double's range
         throw std::invalid_argument(jsonQuoted(text) + " is not " + kExpected[static_cast<int>(type)]);
     }
     try {
