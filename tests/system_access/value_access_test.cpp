@@ -16,25 +16,16 @@
 
 #include "log_lines.h"
 #include "sleep_counter.h"
+#include "value_accessors.h"
 
 namespace velmora::system::access {
 namespace {
 
+using namespace testsupport::accessors;
 using testsupport::countLines;
 using testsupport::traceIn;
 using testsupport::traceOut;
 
-using IntegerAccess = ValueAccessT<lomodelapi::ObserverNumericInteger>;
-using Int64Access = ValueAccessT<lomodelapi::ObserverNumericInt64>;
-using StringAccess = ValueAccessT<lomodelapi::ObserverString>;
-using IntegerVectorAccess = ValueAccessT<lomodelapi::ObserverVectorNumericInteger>;
-using StringVectorAccess = ValueAccessT<lomodelapi::ObserverVectorString>;
-
-constexpr char kInteger[] = "test.i32.volume";
-constexpr char kInt64[] = "test.i64.uptime";
-constexpr char kString[] = "test.str.channel-name";
-constexpr char kIntegerVector[] = "test.vi32.favourites";
-constexpr char kStringVector[] = "test.vstr.audio-languages";
 
 // Keeps every value it is given, and on which thread it came.
 class RecordingHandler : public ValueHandler {
