@@ -5,9 +5,11 @@
 
 namespace tvsim {
 
+// Never destroyed: a Simulator that lives in a static object is destroyed at
+// exit, possibly after this function's statics, and still withdraws its interface.
 InterfaceRegistry& InterfaceRegistry::instance() {
-    static InterfaceRegistry registry;
-    return registry;
+    static InterfaceRegistry* const registry = new InterfaceRegistry;
+    return *registry;
 }
 
 void InterfaceRegistry::publish(const std::string& name, boost::shared_ptr<frame::Interface> interface) {
