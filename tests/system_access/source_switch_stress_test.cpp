@@ -74,9 +74,7 @@ tvsim::Reply decide(unsigned int actionId, const std::vector<lomodelapi::Argumen
 }
 
 // One simulator for the whole process, since the process-wide service connects
-// its action once and keeps it (also across --gtest_repeat). Being a
-// function-local static made after the simulator's own registry, it ends
-// before that registry does.
+// its action once and keeps it (also across --gtest_repeat).
 tvsim::Simulator& simulator() {
     static tvsim::Simulator instance;
     return instance;
