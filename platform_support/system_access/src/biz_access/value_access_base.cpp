@@ -165,7 +165,8 @@ int ValueAccessBase::tryConnectIfNeeded() {
 }
 
 // The type code is the platform's promise of the object's class, so the
-// accepted code makes the downcast safe.
+// accepted code makes the downcast safe. Reads and writes keep separate
+// templates because the mismatch line names its operation, getValue or setValue.
 template <typename Object, typename Read>
 int ValueAccessBase::getValue(lomodelapi::ObjectTypeSpec accepted, Read read) {
     if (int status = tryConnectIfNeeded()) {
