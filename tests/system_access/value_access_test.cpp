@@ -26,7 +26,6 @@ using testsupport::countLines;
 using testsupport::traceIn;
 using testsupport::traceOut;
 
-
 // Keeps every value it is given, and on which thread it came.
 class RecordingHandler : public ValueHandler {
 public:
