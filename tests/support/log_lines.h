@@ -6,6 +6,8 @@
 
 #include <tvsim/debug_capture.h>
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <regex>
 #include <string>
@@ -60,6 +62,16 @@ inline bool inOrder(const tvsim::DebugCapture& capture, const std::vector<std::s
         }
     }
     return next == patterns.size();
+}
+
+// The captured texts, each matched in full against its pattern: nothing more, nothing less.
+inline void expectLines(const tvsim::DebugCapture& capture, const std::vector<std::string>& patterns) {
+    const std::vector<std::string> texts = capture.texts();
+    ASSERT_EQ(texts.size(), patterns.size()) << ::testing::PrintToString(texts);
+    for (size_t index = 0; index < texts.size(); ++index) {
+        EXPECT_TRUE(std::regex_match(texts[index], std::regex(patterns[index])))
+            << texts[index] << " does not match " << patterns[index];
+    }
 }
 
 }  // namespace testsupport

@@ -36,6 +36,7 @@ namespace velmora::system::access {
 namespace {
 
 using testsupport::countLines;
+using testsupport::expectLines;
 using testsupport::logLine;
 using testsupport::traceIn;
 using testsupport::traceOut;
@@ -64,16 +65,6 @@ std::string pointerText(const void* pointer) {
     char buffer[32];
     std::snprintf(buffer, sizeof buffer, "%p", pointer);
     return buffer;
-}
-
-// The captured texts, each matched in full against its pattern: nothing more, nothing less.
-void expectLines(const tvsim::DebugCapture& capture, const std::vector<std::string>& patterns) {
-    const std::vector<std::string> texts = capture.texts();
-    ASSERT_EQ(texts.size(), patterns.size()) << ::testing::PrintToString(texts);
-    for (size_t index = 0; index < texts.size(); ++index) {
-        EXPECT_TRUE(std::regex_match(texts[index], std::regex(patterns[index])))
-            << texts[index] << " does not match " << patterns[index];
-    }
 }
 
 // The destructor's entry and exit lines, at the trace level, both naming the guard's line, and nothing else.

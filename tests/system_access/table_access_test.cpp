@@ -19,6 +19,7 @@ namespace velmora::system::access {
 namespace {
 
 using testsupport::countLines;
+using testsupport::expectLines;
 using testsupport::logLine;
 using testsupport::traceIn;
 using testsupport::traceOut;
@@ -29,16 +30,6 @@ constexpr char kMissing[] = "test.table.missing";
 
 lomodelapi::Observer* asObserver(TableAccess& access) {
     return static_cast<lomodelapi::ObserverTable*>(&access);
-}
-
-// The captured texts, each matched in full against its pattern: nothing more, nothing less.
-void expectLines(const tvsim::DebugCapture& capture, const std::vector<std::string>& patterns) {
-    const std::vector<std::string> texts = capture.texts();
-    ASSERT_EQ(texts.size(), patterns.size()) << ::testing::PrintToString(texts);
-    for (size_t index = 0; index < texts.size(); ++index) {
-        EXPECT_TRUE(std::regex_match(texts[index], std::regex(patterns[index])))
-            << texts[index] << " does not match " << patterns[index];
-    }
 }
 
 // A handler whose only observable is its own lifetime.
