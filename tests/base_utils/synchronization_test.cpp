@@ -154,12 +154,12 @@ void failMutexInit(const Failure& failure) {
     Mutex mutex;
 }
 // Locks are taken and left by hand here; the analysis cannot follow a lock that throws instead of locking.
-void failMutexLock(const Failure& failure) NO_THREAD_SAFETY_ANALYSIS {
+void failMutexLock(const Failure& failure) SYSACCESS_NO_THREAD_SAFETY_ANALYSIS {
     Mutex mutex;
     failure.arm();
     mutex.lock();
 }
-void failMutexUnlock(const Failure& failure) NO_THREAD_SAFETY_ANALYSIS {
+void failMutexUnlock(const Failure& failure) SYSACCESS_NO_THREAD_SAFETY_ANALYSIS {
     Mutex mutex;
     mutex.lock();
     try {
@@ -306,8 +306,8 @@ TEST(UniqueLockTest, HoldsTheMutexForItsLifetime) {
 struct Exchange {
     Mutex mutex;
     ConditionVariable changed;
-    int request GUARDED_BY(mutex) = 0;
-    int reply GUARDED_BY(mutex) = 0;
+    int request SYSACCESS_GUARDED_BY(mutex) = 0;
+    int reply SYSACCESS_GUARDED_BY(mutex) = 0;
 };
 
 // One wait of each kind; a timed wait must be woken, not time out.

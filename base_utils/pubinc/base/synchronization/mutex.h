@@ -10,7 +10,7 @@
 
 namespace velmora::base {
 
-class CAPABILITY("mutex") Mutex {
+class SYSACCESS_CAPABILITY("mutex") Mutex {
 public:
     Mutex() {
         if (int error = pthread_mutex_init(&m_mutex, nullptr)) {
@@ -22,13 +22,13 @@ public:
     Mutex(const Mutex&) = delete;
     Mutex& operator=(const Mutex&) = delete;
 
-    void lock() ACQUIRE() {
+    void lock() SYSACCESS_ACQUIRE() {
         if (int error = pthread_mutex_lock(&m_mutex)) {
             throw std::runtime_error(makeErrorMessage("Mutex lock error: ", error));
         }
     }
 
-    void unlock() RELEASE() {
+    void unlock() SYSACCESS_RELEASE() {
         if (int error = pthread_mutex_unlock(&m_mutex)) {
             throw std::runtime_error(makeErrorMessage("Mutex unlock error: ", error));
         }

@@ -13,9 +13,9 @@ namespace velmora::base {
 
 class ConditionVariable;
 
-class SCOPED_CAPABILITY UniqueLock {
+class SYSACCESS_SCOPED_CAPABILITY UniqueLock {
 public:
-    explicit UniqueLock(Mutex* mutex) ACQUIRE(mutex) : m_mutex(mutex) {
+    explicit UniqueLock(Mutex* mutex) SYSACCESS_ACQUIRE(mutex) : m_mutex(mutex) {
         try {
             if (m_mutex == nullptr) {
                 throw std::runtime_error(makeErrorMessage("UniqueLock lock error: ", errno));
@@ -27,7 +27,7 @@ public:
     }
 
     // A non-runtime_error escaping unlock() ends the process: nothing may leave a destructor.
-    ~UniqueLock() RELEASE() {
+    ~UniqueLock() SYSACCESS_RELEASE() {
         if (m_mutex == nullptr) {
             return;
         }

@@ -124,10 +124,11 @@ private:
 
     // Published once connected, then fixed; reads need no lock.
     std::atomic<ActionAccess*> m_actionAccess{nullptr};
-    ValueAccessT<lomodelapi::ObserverNumericInteger>* m_quietFlagAccess GUARDED_BY(m_quietFlagMutex) = nullptr;
+    ValueAccessT<lomodelapi::ObserverNumericInteger>* m_quietFlagAccess SYSACCESS_GUARDED_BY(m_quietFlagMutex) =
+        nullptr;
     std::shared_ptr<SourceSwitchActionHandlerImpl> m_handler;
-    std::map<unsigned int, int> m_results GUARDED_BY(m_resultMutex);  // action id -> outcome, 0 for success
-    base::ConditionVariable m_resultCondition;                        // broadcast on every stored outcome
+    std::map<unsigned int, int> m_results SYSACCESS_GUARDED_BY(m_resultMutex);  // action id -> outcome, 0 for success
+    base::ConditionVariable m_resultCondition;                                  // broadcast on every stored outcome
     base::Mutex m_resultMutex;
     // What the engine has handed back to the system. Atomic only so that
     // concurrent pause/resume calls are not a data race; their updates are not
@@ -141,7 +142,7 @@ private:
     base::Mutex m_quietFlagMutex;
     std::atomic<int> m_resultTimeoutMs{0};
     // Ids whose wait timed out: their late outcome is dropped instead of kept for ever.
-    std::set<unsigned int> m_expiredIds GUARDED_BY(m_resultMutex);
+    std::set<unsigned int> m_expiredIds SYSACCESS_GUARDED_BY(m_resultMutex);
 };
 
 }  // namespace velmora::system::access
