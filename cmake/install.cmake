@@ -3,9 +3,10 @@
 # pkg-config file.
 #
 # Two export sets, one depending on the other: the platform's targets (the seam
-# headers and, in a simulator build, the simulator, installed as the component
-# "simulator") and the library's own. In a simulator build the library is
-# linked against the simulator, so a client of that build installs both.
+# headers, the platform implementation and, in a simulator build, the
+# simulator, installed as the component "simulator") and the library's own.
+# The library is built against the seam's headers only; the package's config
+# adds the platform implementation to it, so a client's executable links it.
 include(CMakePackageConfigHelpers)
 
 set(SYSACCESS_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/SystemAccess")
@@ -19,9 +20,8 @@ if(TARGET sactl)
   set_target_properties(sactl PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 endif()
 
-install(TARGETS sysaccess_boost sysaccess_platform EXPORT SystemAccessPlatformTargets)
+install(TARGETS sysaccess_boost sysaccess_platform_headers sysaccess_platform EXPORT SystemAccessPlatformTargets)
 if(SYSACCESS_PLATFORM STREQUAL "sim")
-  install(TARGETS platform_headers EXPORT SystemAccessPlatformTargets)
   install(DIRECTORY platform/include/
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tvplatform COMPONENT development)
 
@@ -56,6 +56,23 @@ install(FILES "${CMAKE_CURRENT_BINARY_DIR}/SystemAccessConfig.cmake"
               "${CMAKE_CURRENT_BINARY_DIR}/SystemAccessConfigVersion.cmake"
   DESTINATION ${SYSACCESS_CMAKE_DIR} COMPONENT development)
 
+# pkg-config: the platform's flags are those of the implementation the package was built for.
+if(SYSACCESS_PLATFORM STREQUAL "sim")
+  set(SYSACCESS_PC_PLATFORM_CFLAGS "-I\${includedir}/tvplatform")
+  set(SYSACCESS_PC_PLATFORM_LIBS "-ltvplatform_sim")
+else()
+  list(TRANSFORM SYSACCESS_PLATFORM_INCLUDE_DIRS PREPEND "-I" OUTPUT_VARIABLE platform_cflags)
+  set(platform_libs "")
+  foreach(library IN LISTS SYSACCESS_PLATFORM_LIBRARIES)
+    if(IS_ABSOLUTE "${library}" OR library MATCHES "^-")
+      list(APPEND platform_libs "${library}")
+    else()
+      list(APPEND platform_libs "-l${library}")
+    endif()
+  endforeach()
+  list(JOIN platform_cflags " " SYSACCESS_PC_PLATFORM_CFLAGS)
+  list(JOIN platform_libs " " SYSACCESS_PC_PLATFORM_LIBS)
+endif()
 configure_file(cmake/system_access.pc.in "${CMAKE_CURRENT_BINARY_DIR}/system_access.pc" @ONLY)
 install(FILES "${CMAKE_CURRENT_BINARY_DIR}/system_access.pc"
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
