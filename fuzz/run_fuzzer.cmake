@@ -1,6 +1,9 @@
 # One fuzz test: replay every input kept in the target's regressions folder,
-# then fuzz a scratch copy of its seed corpus for SECONDS seconds.
-# cmake -DFUZZER=<exe> -DCORPUS=<dir> -DREGRESSIONS=<dir> -DWORK=<dir> -DSECONDS=<n> -DOPTIONS=<list> -P run_fuzzer.cmake
+# then fuzz a scratch copy of its seed corpus (and of the SEEDS files kept
+# elsewhere in the tree, such as the models the simulator and the tests use)
+# for SECONDS seconds.
+# cmake -DFUZZER=<exe> -DCORPUS=<dir> -DREGRESSIONS=<dir> -DWORK=<dir> -DSECONDS=<n> -DOPTIONS=<list>
+#       [-DSEEDS=<files>] -P run_fuzzer.cmake
 foreach(variable FUZZER CORPUS REGRESSIONS WORK SECONDS)
   if(NOT DEFINED ${variable})
     message(FATAL_ERROR "run_fuzzer.cmake: ${variable} is not set")
@@ -11,6 +14,9 @@ endforeach()
 file(REMOVE_RECURSE "${WORK}")
 file(MAKE_DIRECTORY "${WORK}/corpus" "${WORK}/artifacts")
 file(COPY "${CORPUS}/" DESTINATION "${WORK}/corpus")
+if(SEEDS)
+  file(COPY ${SEEDS} DESTINATION "${WORK}/corpus")
+endif()
 
 file(GLOB regressions LIST_DIRECTORIES false "${REGRESSIONS}/*")
 if(regressions)
