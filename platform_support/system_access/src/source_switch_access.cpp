@@ -58,13 +58,22 @@ const char* flagText(bool flag) {
 }
 
 // What became of one source-switch request. The operation logs a refusal
-// itself, so that the line carries the operation's name.
+// itself (LOG_IF_REFUSED), so that the line carries the operation's name.
 struct RequestOutcome {
     int invokeStatus = 0;  // non-zero: invoke refused the request, nothing was waited for
     bool succeeded = false;
 
     bool refused() const { return invokeStatus != 0; }
 };
+
+// The line an operation writes when invoke refused its request. A macro, so
+// that __func__ in the line is the operation's own name.
+#define LOG_IF_REFUSED(outcome)                              \
+    do {                                                     \
+        if ((outcome).refused()) {                           \
+            BLOG_ERROR("error: %d", (outcome).invokeStatus); \
+        }                                                    \
+    } while (false)
 
 // The request sequence every action operation shares: tag, command, requester
 // and the operation's own arguments, invoke, wait for the outcome. `action` is
@@ -211,9 +220,7 @@ bool SourceSwitchAccess::requestResourceFromSystem(_ResourceType type) {
     BLOG_TRACE();
     const RequestOutcome outcome = sendSourceSwitch(*this, connectToValue(kSourceSwitchPath), COMMAND_REQUEST_RESOURCE,
                                                     {argumentAt(3, signedText(type))});
-    if (outcome.refused()) {
-        BLOG_ERROR("error: %d", outcome.invokeStatus);
-    }
+    LOG_IF_REFUSED(outcome);
     return outcome.succeeded;
 }
 
@@ -221,9 +228,7 @@ bool SourceSwitchAccess::releaseResourceToSystem(_ResourceType type) {
     BLOG_TRACE();
     const RequestOutcome outcome = sendSourceSwitch(*this, connectToValue(kSourceSwitchPath), COMMAND_RELEASE_RESOURCE,
                                                     {argumentAt(3, unsignedText(type))});
-    if (outcome.refused()) {
-        BLOG_ERROR("error: %d", outcome.invokeStatus);
-    }
+    LOG_IF_REFUSED(outcome);
     return outcome.succeeded;
 }
 
@@ -231,9 +236,7 @@ bool SourceSwitchAccess::changeDTVPlaybackStatus(_ResourceType type) {
     BLOG_TRACE();
     const RequestOutcome outcome = sendSourceSwitch(*this, connectToValue(kSourceSwitchPath),
                                                     COMMAND_CHANGE_PLAYBACK_STATUS, {argumentAt(3, signedText(type))});
-    if (outcome.refused()) {
-        BLOG_ERROR("error: %d", outcome.invokeStatus);
-    }
+    LOG_IF_REFUSED(outcome);
     return outcome.succeeded;
 }
 
@@ -330,9 +333,7 @@ bool SourceSwitchAccess::setChannelPrev() {
     BLOG_TRACE();
     const RequestOutcome outcome = sendSourceSwitch(*this, connectToValue(kSourceSwitchPath), COMMAND_SET_CHANNEL,
                                                     {argumentAt(3, "-1"), argumentAt(5, kChannelMode)});
-    if (outcome.refused()) {
-        BLOG_ERROR("error: %d", outcome.invokeStatus);
-    }
+    LOG_IF_REFUSED(outcome);
     return outcome.succeeded;
 }
 
@@ -340,9 +341,7 @@ bool SourceSwitchAccess::setChannelNext() {
     BLOG_TRACE();
     const RequestOutcome outcome = sendSourceSwitch(*this, connectToValue(kSourceSwitchPath), COMMAND_SET_CHANNEL,
                                                     {argumentAt(3, "+1"), argumentAt(5, kChannelMode)});
-    if (outcome.refused()) {
-        BLOG_ERROR("error: %d", outcome.invokeStatus);
-    }
+    LOG_IF_REFUSED(outcome);
     return outcome.succeeded;
 }
 
@@ -357,9 +356,7 @@ bool SourceSwitchAccess::setChannelByUUIDs(std::string channelUUID, std::string 
         sendSourceSwitch(*this, action, COMMAND_SET_CHANNEL,
                          {argumentAt(3, std::move(channelUUID)), argumentAt(4, std::move(folderUUID)),
                           argumentAt(5, kChannelMode), argumentAt(5, flagText(forceShowAV))});
-    if (outcome.refused()) {
-        BLOG_ERROR("error: %d", outcome.invokeStatus);
-    }
+    LOG_IF_REFUSED(outcome);
     return outcome.succeeded;
 }
 
@@ -369,9 +366,7 @@ bool SourceSwitchAccess::setChannelByURI(std::string uri, bool forceShowAV) {
         sendSourceSwitch(*this, connectToValue(kSourceSwitchPath), COMMAND_SET_CHANNEL,
                          {argumentAt(3, std::move(uri)), argumentAt(4, ""), argumentAt(5, kChannelMode),
                           argumentAt(5, flagText(forceShowAV))});
-    if (outcome.refused()) {
-        BLOG_ERROR("error: %d", outcome.invokeStatus);
-    }
+    LOG_IF_REFUSED(outcome);
     return outcome.succeeded;
 }
 
