@@ -25,12 +25,12 @@ Reply Reply::none() {
 }
 
 void Model::setResponder(const std::string& path, Responder responder) {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     std::swap(entryOf(path, lomodelapi::OBJECT_TYPE_ACTION).responder, responder);
 }
 
 void Model::refuseNextInvokes(const std::string& path, int count, int status) {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     m_faults[path].refusedInvokes = count;
     m_faults[path].refusedInvokeStatus = status;
 }
@@ -39,7 +39,7 @@ int Model::invoke(Entry& action, unsigned int& actionId, const std::vector<lomod
     Responder responder;
     unsigned int id = 0;
     {
-        std::lock_guard<std::mutex> lock(m_mutex);
+        Lock lock(m_mutex);
         PathFaults& faults = m_faults[action.path];
         if (faults.refusedInvokes > 0) {
             --faults.refusedInvokes;
@@ -55,7 +55,7 @@ int Model::invoke(Entry& action, unsigned int& actionId, const std::vector<lomod
     const Reply reply = responder ? responder(id, arguments) : Reply();
     std::vector<CallbackThread::Ticket> tickets;
     {
-        std::lock_guard<std::mutex> lock(m_mutex);
+        Lock lock(m_mutex);
         tickets = postOutcome(action, id, reply);
     }
     if (reply.beforeInvokeReturns) {
@@ -92,12 +92,12 @@ std::vector<CallbackThread::Ticket> Model::postOutcome(const Entry& action, unsi
 
 void Model::emitResult(const std::string& path, unsigned int actionId,
                        const std::vector<lomodelapi::Argument>& results) {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     postOutcome(entryOf(path, lomodelapi::OBJECT_TYPE_ACTION), actionId, Reply::withResults(results));
 }
 
 void Model::emitExecutionError(const std::string& path, unsigned int actionId, int error) {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     postOutcome(entryOf(path, lomodelapi::OBJECT_TYPE_ACTION), actionId, Reply::failure(error));
 }
 

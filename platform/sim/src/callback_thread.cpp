@@ -1,5 +1,7 @@
 #include "callback_thread.h"
 
+#include <cassert>
+
 namespace tvsim {
 namespace {
 
@@ -17,7 +19,7 @@ CallbackThread::~CallbackThread() {
 
 CallbackThread::Ticket CallbackThread::post(const SubscriptionPtr& subscription, Call call,
                                             std::chrono::milliseconds delay) {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     if (m_stopped) {
         return 0;
     }
@@ -37,24 +39,30 @@ void CallbackThread::flush() {
     if (onCallbackThread()) {
         return;
     }
-    std::unique_lock<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     const Ticket end = m_nextTicket;
-    m_delivered.wait(lock, [&] { return m_pending.empty() || *m_pending.begin() >= end; });
+    while (!m_pending.empty() && *m_pending.begin() < end) {
+        lock.wait(m_delivered);
+    }
 }
 
 void CallbackThread::waitFor(Ticket ticket) {
     if (ticket == 0 || onCallbackThread()) {
         return;
     }
-    std::unique_lock<std::mutex> lock(m_mutex);
-    m_delivered.wait(lock, [&] { return !isPending(ticket); });
+    Lock lock(m_mutex);
+    while (isPending(ticket)) {
+        lock.wait(m_delivered);
+    }
 }
 
 void CallbackThread::end(const SubscriptionPtr& subscription) {
-    std::unique_lock<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     subscription->m_ended = true;
     if (!onCallbackThread()) {
-        m_delivered.wait(lock, [&] { return m_delivering != subscription.get(); });
+        while (m_delivering == subscription.get()) {
+            lock.wait(m_delivered);
+        }
     }
 }
 
@@ -63,8 +71,10 @@ bool CallbackThread::onCallbackThread() const {
 }
 
 void CallbackThread::shutdown() {
+    // The dispatcher cannot join itself.
+    assert(!onCallbackThread());
     {
-        std::lock_guard<std::mutex> lock(m_mutex);
+        Lock lock(m_mutex);
         m_stopping = true;
     }
     m_workArrived.notify_one();
@@ -84,14 +94,14 @@ void CallbackThread::promoteDueItems(Clock::time_point now) {
     }
 }
 
-void CallbackThread::deliver(Item item, std::unique_lock<std::mutex>& lock) {
+void CallbackThread::deliver(Item item) {
     if (!item.subscription->m_ended) {
         m_delivering = item.subscription.get();
-        lock.unlock();
+        m_mutex.unlock();
         item.call();
         // The call's captured values are released before the lock is taken again.
         item.call = nullptr;
-        lock.lock();
+        m_mutex.lock();
         m_delivering = nullptr;
     }
     m_pending.erase(item.ticket);
@@ -100,19 +110,19 @@ void CallbackThread::deliver(Item item, std::unique_lock<std::mutex>& lock) {
 
 void CallbackThread::run() {
     t_dispatcherOf = this;
-    std::unique_lock<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     for (;;) {
         promoteDueItems(Clock::now());
         if (!m_ready.empty()) {
             Item item = std::move(m_ready.front());
             m_ready.pop_front();
-            deliver(std::move(item), lock);
+            deliver(std::move(item));
         } else if (!m_delayed.empty()) {
-            m_workArrived.wait_until(lock, m_delayed.begin()->first.first);
+            lock.waitUntil(m_workArrived, m_delayed.begin()->first.first);
         } else if (m_stopping) {
             break;
         } else {
-            m_workArrived.wait(lock);
+            lock.wait(m_workArrived);
         }
     }
     m_stopped = true;

@@ -3,6 +3,8 @@
 // join the queue when they fall due.
 #pragma once
 
+#include "sim_mutex.h"
+
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -10,7 +12,6 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <set>
 #include <thread>
 #include <utility>
@@ -71,20 +72,21 @@ private:
     };
 
     void run();
-    void promoteDueItems(Clock::time_point now);
-    void deliver(Item item, std::unique_lock<std::mutex>& lock);
-    bool isPending(Ticket ticket) const;
+    void promoteDueItems(Clock::time_point now) SYSACCESS_REQUIRES(m_mutex);
+    // Releases the mutex while the call runs.
+    void deliver(Item item) SYSACCESS_REQUIRES(m_mutex);
+    bool isPending(Ticket ticket) const SYSACCESS_REQUIRES(m_mutex);
 
-    std::mutex m_mutex;
+    Mutex m_mutex;
     std::condition_variable m_workArrived;  // the dispatcher waits on it
     std::condition_variable m_delivered;    // flush, waitFor and end wait on it
-    std::deque<Item> m_ready;
-    std::map<std::pair<Clock::time_point, Ticket>, Item> m_delayed;
-    std::set<Ticket> m_pending;  // posted, not yet delivered or skipped
-    Ticket m_nextTicket = 1;
-    const Subscription* m_delivering = nullptr;
-    bool m_stopping = false;
-    bool m_stopped = false;
+    std::deque<Item> m_ready SYSACCESS_GUARDED_BY(m_mutex);
+    std::map<std::pair<Clock::time_point, Ticket>, Item> m_delayed SYSACCESS_GUARDED_BY(m_mutex);
+    std::set<Ticket> m_pending SYSACCESS_GUARDED_BY(m_mutex);  // posted, not yet delivered or skipped
+    Ticket m_nextTicket SYSACCESS_GUARDED_BY(m_mutex) = 1;
+    const Subscription* m_delivering SYSACCESS_GUARDED_BY(m_mutex) = nullptr;
+    bool m_stopping SYSACCESS_GUARDED_BY(m_mutex) = false;
+    bool m_stopped SYSACCESS_GUARDED_BY(m_mutex) = false;
     std::thread m_thread;
 };
 

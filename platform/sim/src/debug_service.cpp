@@ -1,5 +1,7 @@
 // The debug service of the simulated platform: the level check, the base-name
 // lookup and the line writer, plus the test capture.
+#include "sim_mutex.h"
+
 #include <debug_service/csp_debug.h>
 #include <tvsim/debug_capture.h>
 
@@ -9,7 +11,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
 
 namespace tvsim {
 namespace {
@@ -30,9 +31,9 @@ struct CaptureState {
     std::atomic<int> checkCalls{0};
     std::atomic<int> baseNameCalls{0};
     std::atomic<int> outputCalls{0};
-    mutable std::mutex mutex;
-    std::vector<CapturedLine> lines;
-    unsigned previousThreshold = kLevelError;
+    mutable Mutex mutex;
+    std::vector<CapturedLine> lines SYSACCESS_GUARDED_BY(mutex);
+    unsigned previousThreshold SYSACCESS_GUARDED_BY(mutex) = kLevelError;
 };
 
 // The one capture state, never freed: a thread that loaded g_capture just before
@@ -89,7 +90,7 @@ bool parseLogLevel(const std::string& text, unsigned& level) {
 DebugCapture::DebugCapture(unsigned level) {
     CaptureState& state = captureState();
     {
-        std::lock_guard<std::mutex> lock(state.mutex);
+        Lock lock(state.mutex);
         state.lines.clear();
         state.checkCalls = 0;
         state.baseNameCalls = 0;
@@ -106,13 +107,13 @@ DebugCapture::DebugCapture(unsigned level) {
 
 DebugCapture::~DebugCapture() {
     CaptureState* state = g_capture.exchange(nullptr, std::memory_order_acq_rel);
-    std::lock_guard<std::mutex> lock(state->mutex);
+    Lock lock(state->mutex);
     setLogThreshold(state->previousThreshold);
 }
 
 std::vector<CapturedLine> DebugCapture::lines() const {
     CaptureState& state = captureOf(this);
-    std::lock_guard<std::mutex> lock(state.mutex);
+    Lock lock(state.mutex);
     return state.lines;
 }
 
@@ -126,7 +127,7 @@ std::vector<std::string> DebugCapture::texts() const {
 
 void DebugCapture::clear() {
     CaptureState& state = captureOf(this);
-    std::lock_guard<std::mutex> lock(state.mutex);
+    Lock lock(state.mutex);
     state.lines.clear();
     state.checkCalls = 0;
     state.baseNameCalls = 0;
@@ -186,7 +187,7 @@ extern "C" int cspDebugOutput0(const char* format, ...) {
     }
     if (tvsim::CaptureState* capture = g_capture.load(std::memory_order_acquire)) {
         capture->outputCalls.fetch_add(1, std::memory_order_relaxed);
-        std::lock_guard<std::mutex> lock(capture->mutex);
+        tvsim::Lock lock(capture->mutex);
         capture->lines.push_back({tvsim::t_lastCheckedWord, format, std::move(text)});
         return length;
     }

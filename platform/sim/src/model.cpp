@@ -32,14 +32,14 @@ void Model::add(std::shared_ptr<Entry> entry) {
 void Model::addValue(const std::string& path, lomodelapi::ObjectTypeSpec type, Value value) {
     auto entry = std::make_shared<Entry>(path, type);
     entry->value = std::move(value);
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     add(std::move(entry));
 }
 
 void Model::addAction(const std::string& path, Responder responder) {
     auto entry = std::make_shared<Entry>(path, lomodelapi::OBJECT_TYPE_ACTION);
     entry->responder = std::move(responder);
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     add(std::move(entry));
 }
 
@@ -47,23 +47,23 @@ void Model::addTable(const std::string& path, std::vector<std::string> columns, 
     auto entry = std::make_shared<Entry>(path, lomodelapi::OBJECT_TYPE_TABLE);
     entry->columns = std::move(columns);
     entry->rows = std::make_shared<const std::vector<Row>>(std::move(rows));
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     add(std::move(entry));
 }
 
 void Model::remove(const std::string& path) {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     m_entries.erase(path);
 }
 
 bool Model::has(const std::string& path) const {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     return m_entries.count(path) != 0;
 }
 
 std::vector<ModelEntry> Model::list(const std::string& prefix) const {
     std::vector<ModelEntry> entries;
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     for (auto it = m_entries.lower_bound(prefix);
          it != m_entries.end() && it->first.compare(0, prefix.size(), prefix) == 0; ++it) {
         entries.push_back({it->first, it->second->type});
@@ -84,12 +84,12 @@ Entry& Model::entryOf(const std::string& path, lomodelapi::ObjectTypeSpec type) 
 }
 
 Value Model::value(const std::string& path, lomodelapi::ObjectTypeSpec type) const {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     return entryOf(path, type).value;
 }
 
 void Model::changeValue(const std::string& path, lomodelapi::ObjectTypeSpec type, Value value) {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     Entry& entry = entryOf(path, type);
     entry.value = std::move(value);
     notifyValue(entry);
@@ -98,7 +98,7 @@ void Model::changeValue(const std::string& path, lomodelapi::ObjectTypeSpec type
 int Model::connect(const std::string& path, lomodelapi::Observer* observer, ModelObject*& object) {
     object = nullptr;
     int status = 0;
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     PathFaults& faults = m_faults[path];
     auto found = m_entries.find(path);
     if (faults.failingConnects > 0) {
@@ -125,7 +125,7 @@ int Model::connect(const std::string& path, lomodelapi::Observer* observer, Mode
 int Model::disconnect(const std::string& path, lomodelapi::Observer* observer, ModelObject* object) {
     std::unique_ptr<Connection> ended;
     {
-        std::lock_guard<std::mutex> lock(m_mutex);
+        Lock lock(m_mutex);
         m_records.disconnects.push_back({path, observer, object});
         auto found = m_connections.find(object);
         if (found == m_connections.end() || found->second->entry->path != path || found->second->observer != observer) {
@@ -145,7 +145,7 @@ lomodelapi::ObjectTypeSpec Model::reportedType(const Entry& entry) const {
     if (!m_anyReportedType.load(std::memory_order_acquire)) {
         return entry.type;
     }
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     auto faults = m_faults.find(entry.path);
     if (faults != m_faults.end() && faults->second.reportedType) {
         return *faults->second.reportedType;
@@ -154,7 +154,7 @@ lomodelapi::ObjectTypeSpec Model::reportedType(const Entry& entry) const {
 }
 
 int Model::write(Entry& entry, Value value) {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     ++m_records.setterCalls[entry.path];
     entry.value = std::move(value);
     notifyValue(entry);
@@ -162,7 +162,7 @@ int Model::write(Entry& entry, Value value) {
 }
 
 int Model::writeMap(Entry& entry, const std::map<int, int>& byIndex) {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     ++m_records.setterCalls[entry.path];
     m_records.lastIntegerMaps[entry.path] = byIndex;
     entry.value = valuesInIndexOrder(byIndex);
@@ -171,7 +171,7 @@ int Model::writeMap(Entry& entry, const std::map<int, int>& byIndex) {
 }
 
 int Model::writeMap(Entry& entry, const std::map<int, std::string>& byIndex) {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     ++m_records.setterCalls[entry.path];
     m_records.lastStringMaps[entry.path] = byIndex;
     entry.value = valuesInIndexOrder(byIndex);
@@ -218,54 +218,54 @@ void Model::notifyValue(const Entry& entry) {
 }
 
 void Model::failNextConnects(const std::string& path, int count, int status) {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     m_faults[path].failingConnects = count;
     m_faults[path].failingConnectStatus = status;
 }
 
 void Model::nullObjectOnNextConnects(const std::string& path, int count) {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     m_faults[path].nullConnects = count;
 }
 
 void Model::reportType(const std::string& path, lomodelapi::ObjectTypeSpec type) {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     m_faults[path].reportedType = type;
     m_anyReportedType.store(true, std::memory_order_release);
 }
 
 void Model::failGetter(const std::string& path, int status) {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     m_faults[path].getterStatus = status;
 }
 
 int Model::connectedObservers(const std::string& path) const {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     return static_cast<int>(std::count_if(m_connections.begin(), m_connections.end(), [&](const auto& connection) {
         return connection.second->entry->path == path;
     }));
 }
 
 int Model::setterCalls(const std::string& path) const {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     auto found = m_records.setterCalls.find(path);
     return found == m_records.setterCalls.end() ? 0 : found->second;
 }
 
 std::map<int, int> Model::lastIntegerMap(const std::string& path) const {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     auto found = m_records.lastIntegerMaps.find(path);
     return found == m_records.lastIntegerMaps.end() ? std::map<int, int>() : found->second;
 }
 
 std::map<int, std::string> Model::lastStringMap(const std::string& path) const {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     auto found = m_records.lastStringMaps.find(path);
     return found == m_records.lastStringMaps.end() ? std::map<int, std::string>() : found->second;
 }
 
 void Model::clearRecords() {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     m_records = Records();
 }
 

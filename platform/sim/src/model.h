@@ -4,13 +4,13 @@
 #pragma once
 
 #include "callback_thread.h"
+#include "sim_mutex.h"
 
 #include <tvsim/simulator.h>
 
 #include <atomic>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -130,7 +130,7 @@ public:
     // ---- Records ----
     template <typename R>
     R recorded(R Records::*member) const {
-        std::lock_guard<std::mutex> lock(m_mutex);
+        Lock lock(m_mutex);
         return m_records.*member;
     }
     int connectedObservers(const std::string& path) const;
@@ -140,38 +140,40 @@ public:
     void clearRecords();
 
 private:
-    // Each of these runs with m_mutex held.
-    void add(std::shared_ptr<Entry> entry);
-    Entry& entryOf(const std::string& path, lomodelapi::ObjectTypeSpec type) const;
-    void notifyValue(const Entry& entry);
-    void notifyTableUpdate(const Entry& table, int change);
-    std::vector<CallbackThread::Ticket> postOutcome(const Entry& action, unsigned int actionId, const Reply& reply);
+    void add(std::shared_ptr<Entry> entry) SYSACCESS_REQUIRES(m_mutex);
+    Entry& entryOf(const std::string& path, lomodelapi::ObjectTypeSpec type) const SYSACCESS_REQUIRES(m_mutex);
+    void notifyValue(const Entry& entry) SYSACCESS_REQUIRES(m_mutex);
+    void notifyTableUpdate(const Entry& table, int change) SYSACCESS_REQUIRES(m_mutex);
+    std::vector<CallbackThread::Ticket> postOutcome(const Entry& action, unsigned int actionId, const Reply& reply)
+        SYSACCESS_REQUIRES(m_mutex);
     template <typename ObserverT, typename Notify>
     CallbackThread::Ticket postTo(const Connection& connection, Notify notify,
-                                  std::chrono::milliseconds delay = std::chrono::milliseconds(0));
+                                  std::chrono::milliseconds delay = std::chrono::milliseconds(0))
+        SYSACCESS_REQUIRES(m_mutex);
 
     CallbackThread& m_callbacks;
-    mutable std::mutex m_mutex;
-    std::map<std::string, std::shared_ptr<Entry>> m_entries;
-    std::unordered_map<ModelObject*, std::unique_ptr<Connection>> m_connections;
-    std::unordered_map<TableIteratorObject*, std::unique_ptr<SimTableIterator>> m_iterators;
-    std::map<std::string, PathFaults> m_faults;
+    mutable Mutex m_mutex;
+    std::map<std::string, std::shared_ptr<Entry>> m_entries SYSACCESS_GUARDED_BY(m_mutex);
+    std::unordered_map<ModelObject*, std::unique_ptr<Connection>> m_connections SYSACCESS_GUARDED_BY(m_mutex);
+    std::unordered_map<TableIteratorObject*, std::unique_ptr<SimTableIterator>> m_iterators
+        SYSACCESS_GUARDED_BY(m_mutex);
+    std::map<std::string, PathFaults> m_faults SYSACCESS_GUARDED_BY(m_mutex);
     // Paths whose type is overridden by reportType: while there are none, getType
     // (asked before every read and write) answers without taking the mutex.
     std::atomic<bool> m_anyReportedType{false};
-    Records m_records;
-    unsigned int m_lastActionId = 0;
+    Records m_records SYSACCESS_GUARDED_BY(m_mutex);
+    unsigned int m_lastActionId SYSACCESS_GUARDED_BY(m_mutex) = 0;
 };
 
 template <typename T>
 T Model::read(const Entry& entry) const {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     return std::get<T>(entry.value);
 }
 
 template <typename T>
 int Model::readInto(const Entry& entry, T& out) const {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     auto faults = m_faults.find(entry.path);
     if (faults != m_faults.end() && faults->second.getterStatus != 0) {
         return faults->second.getterStatus;

@@ -13,13 +13,13 @@ InterfaceRegistry& InterfaceRegistry::instance() {
 }
 
 void InterfaceRegistry::publish(const std::string& name, boost::shared_ptr<frame::Interface> interface) {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     m_interfaces[name] = std::move(interface);
 }
 
 void InterfaceRegistry::withdraw(const std::string& name) {
     boost::shared_ptr<frame::Interface> released;
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     auto found = m_interfaces.find(name);
     if (found != m_interfaces.end()) {
         released = std::move(found->second);
@@ -28,7 +28,7 @@ void InterfaceRegistry::withdraw(const std::string& name) {
 }
 
 int InterfaceRegistry::lookup(boost::shared_ptr<frame::Interface>& reference, const std::string& name) const {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     if (m_refusing) {
         return m_refusalStatus;
     }
@@ -44,18 +44,18 @@ int InterfaceRegistry::lookup(boost::shared_ptr<frame::Interface>& reference, co
 }
 
 void InterfaceRegistry::refuse(bool refuse, int status) {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     m_refusing = refuse;
     m_refusalStatus = status;
 }
 
 void InterfaceRegistry::answerEmpty(bool empty) {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     m_answeringEmpty = empty;
 }
 
 void InterfaceRegistry::resetFaults() {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     m_refusing = false;
     m_refusalStatus = -1;
     m_answeringEmpty = false;

@@ -2,11 +2,12 @@
 // faults that tests switch on. Any thread may use it.
 #pragma once
 
+#include "sim_mutex.h"
+
 #include <frame/process.h>
 
 #include <boost/shared_ptr.hpp>
 #include <map>
-#include <mutex>
 #include <string>
 
 namespace tvsim {
@@ -28,11 +29,11 @@ public:
 private:
     InterfaceRegistry() = default;
 
-    mutable std::mutex m_mutex;
-    std::map<std::string, boost::shared_ptr<frame::Interface>> m_interfaces;  // guarded by m_mutex
-    bool m_refusing = false;                                                  // guarded by m_mutex
-    int m_refusalStatus = -1;                                                 // guarded by m_mutex
-    bool m_answeringEmpty = false;                                            // guarded by m_mutex
+    mutable Mutex m_mutex;
+    std::map<std::string, boost::shared_ptr<frame::Interface>> m_interfaces SYSACCESS_GUARDED_BY(m_mutex);
+    bool m_refusing SYSACCESS_GUARDED_BY(m_mutex) = false;
+    int m_refusalStatus SYSACCESS_GUARDED_BY(m_mutex) = -1;
+    bool m_answeringEmpty SYSACCESS_GUARDED_BY(m_mutex) = false;
 };
 
 }  // namespace tvsim

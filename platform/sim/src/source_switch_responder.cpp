@@ -70,7 +70,7 @@ SourceSwitchResponder::State::State(std::vector<Channel> channels)
       m_currentChannel(m_channels.empty() ? -1 : 0) {}
 
 Reply SourceSwitchResponder::State::answer(unsigned int actionId, const std::vector<lomodelapi::Argument>& arguments) {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     const int failure = apply(ArgumentsByPosition(arguments));
     m_requests.push_back({actionId, arguments, failure});
     return failure == 0 ? Reply::withResults({}) : Reply::failure(failure);
@@ -161,32 +161,32 @@ int SourceSwitchResponder::State::applyDirectChannel(const ArgumentsByPosition& 
 }
 
 ResourceHolder SourceSwitchResponder::State::holder(Resource resource) const {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     return m_holders[holderIndex(resource)];
 }
 
 int SourceSwitchResponder::State::playbackStatus() const {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     return m_playbackStatus;
 }
 
 int SourceSwitchResponder::State::currentChannelIndex() const {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     return m_currentChannel;
 }
 
 Channel SourceSwitchResponder::State::currentChannel() const {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     return m_currentChannel < 0 ? Channel() : m_channels[static_cast<std::size_t>(m_currentChannel)];
 }
 
 bool SourceSwitchResponder::State::lastForceShowAV() const {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     return m_forceShowAV;
 }
 
 std::vector<SourceSwitchRequest> SourceSwitchResponder::State::requests() const {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     return m_requests;
 }
 

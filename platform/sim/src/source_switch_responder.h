@@ -1,12 +1,13 @@
 // The simulated TV behind SourceSwitchResponder: request checks and state.
 #pragma once
 
+#include "sim_mutex.h"
+
 #include <tvsim/source_switch.h>
 
 #include <array>
 #include <initializer_list>
 #include <map>
-#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -43,19 +44,19 @@ public:
     std::vector<SourceSwitchRequest> requests() const;
 
 private:
-    // These run with m_mutex held and answer 0 or a failure code.
-    int apply(const ArgumentsByPosition& arguments);
-    int applyResourceCommand(int command, const ArgumentsByPosition& arguments);
-    int applyChannelStep(const ArgumentsByPosition& arguments);
-    int applyDirectChannel(const ArgumentsByPosition& arguments);
+    // These answer 0 or a failure code.
+    int apply(const ArgumentsByPosition& arguments) SYSACCESS_REQUIRES(m_mutex);
+    int applyResourceCommand(int command, const ArgumentsByPosition& arguments) SYSACCESS_REQUIRES(m_mutex);
+    int applyChannelStep(const ArgumentsByPosition& arguments) SYSACCESS_REQUIRES(m_mutex);
+    int applyDirectChannel(const ArgumentsByPosition& arguments) SYSACCESS_REQUIRES(m_mutex);
 
-    mutable std::mutex m_mutex;
+    mutable Mutex m_mutex;
     const std::vector<Channel> m_channels;
-    std::array<ResourceHolder, 3> m_holders;      // video, audio, PSI; guarded by m_mutex
-    int m_playbackStatus = 0;                     // guarded by m_mutex
-    int m_currentChannel;                         // guarded by m_mutex
-    bool m_forceShowAV = false;                   // guarded by m_mutex
-    std::vector<SourceSwitchRequest> m_requests;  // guarded by m_mutex
+    std::array<ResourceHolder, 3> m_holders SYSACCESS_GUARDED_BY(m_mutex);  // video, audio, PSI
+    int m_playbackStatus SYSACCESS_GUARDED_BY(m_mutex) = 0;
+    int m_currentChannel SYSACCESS_GUARDED_BY(m_mutex);
+    bool m_forceShowAV SYSACCESS_GUARDED_BY(m_mutex) = false;
+    std::vector<SourceSwitchRequest> m_requests SYSACCESS_GUARDED_BY(m_mutex);
 };
 
 }  // namespace tvsim

@@ -44,7 +44,7 @@ void SimTableIterator::postChunk(Rows rows, std::size_t first, std::size_t last)
 
 void SimTableIterator::seekToRow(int row) {
     const int count = rowCount();
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     const bool inRange = row >= 0 && row <= count;
     if (inRange) {
         m_cursor = row;
@@ -58,7 +58,7 @@ void SimTableIterator::seekToContent(const std::string& cell) {
     auto holds = [&](const Row& row) { return std::find(row.begin(), row.end(), cell) != row.end(); };
     auto found = std::find_if(rows->begin(), rows->end(), holds);
     const int row = found == rows->end() ? -1 : static_cast<int>(found - rows->begin());
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     if (row >= 0) {
         m_cursor = row;
     }
@@ -67,7 +67,7 @@ void SimTableIterator::seekToContent(const std::string& cell) {
 
 void SimTableIterator::readRow() {
     const Rows rows = m_model.rows(*m_table);
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     const auto index = static_cast<std::size_t>(m_cursor);
     if (index < rows->size()) {
         post([rows, index](auto& observer) { observer.notifyReadRow((*rows)[index]); });
@@ -80,7 +80,7 @@ void SimTableIterator::readRow() {
 
 void SimTableIterator::readRows(int count) {
     const Rows rows = m_model.rows(*m_table);
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     const std::size_t first = std::min(static_cast<std::size_t>(m_cursor), rows->size());
     const std::size_t last = std::min(rows->size(), first + static_cast<std::size_t>(std::max(count, 0)));
     m_cursor = static_cast<int>(last);
@@ -88,7 +88,7 @@ void SimTableIterator::readRows(int count) {
 }
 
 void SimTableIterator::commit() {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     post([](auto& observer) { observer.notifyCommit(0); });
 }
 
@@ -97,7 +97,7 @@ int SimTableIterator::rowCount() const {
 }
 
 int SimTableIterator::cursor() const {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     return m_cursor;
 }
 
@@ -141,22 +141,22 @@ void SimTableIterator::emitUpdate(int change) {
 // ---- The model's table operations ----
 
 Rows Model::rows(const Entry& table) const {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     return table.rows;
 }
 
 std::vector<std::string> Model::columns(const std::string& path) const {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     return entryOf(path, lomodelapi::OBJECT_TYPE_TABLE).columns;
 }
 
 std::vector<Row> Model::rows(const std::string& path) const {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     return *entryOf(path, lomodelapi::OBJECT_TYPE_TABLE).rows;
 }
 
 void Model::setRows(const std::string& path, std::vector<Row> rows) {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     Entry& table = entryOf(path, lomodelapi::OBJECT_TYPE_TABLE);
     table.rows = std::make_shared<const std::vector<Row>>(std::move(rows));
     notifyTableUpdate(table, static_cast<int>(table.rows->size()));
@@ -172,7 +172,7 @@ void Model::notifyTableUpdate(const Entry& table, int change) {
 }
 
 void Model::failNextCreateIterators(const std::string& path, int count) {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     m_faults[path].failingCreateIterators = count;
 }
 
@@ -181,7 +181,7 @@ TableIteratorObject* Model::createIterator(const std::shared_ptr<Entry>& table, 
                                            const std::vector<lomodelapi::TableSelection>& selections,
                                            const std::vector<int>& columns,
                                            const std::vector<lomodelapi::TableOrder>& orders) {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    Lock lock(m_mutex);
     TableIteratorObject* created = nullptr;
     PathFaults& faults = m_faults[table->path];
     if (faults.failingCreateIterators > 0) {
@@ -201,7 +201,7 @@ TableIteratorObject* Model::createIterator(const std::shared_ptr<Entry>& table, 
 int Model::destroyIterator(TableIteratorObject* iterator) {
     std::unique_ptr<SimTableIterator> ended;
     {
-        std::lock_guard<std::mutex> lock(m_mutex);
+        Lock lock(m_mutex);
         m_records.destroyIterators.push_back(iterator);
         auto found = m_iterators.find(iterator);
         if (found == m_iterators.end()) {

@@ -4,11 +4,10 @@
 
 #include "callback_thread.h"
 #include "model.h"
+#include "sim_mutex.h"
 
 #include <lomodelapi/model_objects.h>
 #include <tvsim/simulator.h>
-
-#include <mutex>
 
 namespace tvsim {
 
@@ -55,8 +54,8 @@ private:
     const SubscriptionPtr m_subscription;
     // Held while an operation moves the cursor and queues its events, so the
     // events of concurrent operations do not interleave.
-    mutable std::mutex m_mutex;
-    int m_cursor = 0;  // guarded by m_mutex
+    mutable Mutex m_mutex;
+    int m_cursor SYSACCESS_GUARDED_BY(m_mutex) = 0;
 };
 
 }  // namespace tvsim
