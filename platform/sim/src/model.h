@@ -6,7 +6,8 @@
 #include "callback_thread.h"
 #include "sim_mutex.h"
 
-#include <tvsim/simulator.h>
+#include <tvsim/call_records.h>
+#include <tvsim/model_control.h>
 
 #include <atomic>
 #include <map>

@@ -1,0 +1,70 @@
+// Call records, one facet of the Simulator: what clients asked of the
+// simulated platform, in the order it arrived, for tests to read back.
+// Operations may be called from any thread; each answers a copy.
+#pragma once
+
+#include <lomodelapi/argument.h>
+#include <lomodelapi/model_objects.h>
+#include <lomodelapi/table_types.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace tvsim {
+
+class SimulatorCore;
+
+struct ConnectRecord {
+    std::string path;
+    lomodelapi::Observer* observer;
+    ModelObject* object;  // what the platform handed out; null on failure
+    int status;
+};
+
+struct DisconnectRecord {
+    std::string path;
+    lomodelapi::Observer* observer;
+    ModelObject* object;
+};
+
+struct InvokeRecord {
+    std::string path;
+    unsigned int actionId;  // 0 when refused
+    std::vector<lomodelapi::Argument> arguments;
+    int status;
+};
+
+struct CreateIteratorRecord {
+    std::string path;
+    lomodelapi::IteratorType type;
+    lomodelapi::ObserverTableIterator* observer;
+    std::vector<lomodelapi::TableSelection> selections;
+    std::vector<int> columns;
+    std::vector<lomodelapi::TableOrder> orders;
+    TableIteratorObject* iterator;  // what was returned (null when made to fail)
+};
+
+class CallRecords {
+public:
+    std::vector<ConnectRecord> connects() const;
+    std::vector<DisconnectRecord> disconnects() const;
+    std::vector<InvokeRecord> invokes() const;
+    std::vector<CreateIteratorRecord> createIterators() const;
+    std::vector<TableIteratorObject*> destroyIterators() const;
+    int connectedObservers(const std::string& path) const;
+    int setterCalls(const std::string& path) const;  // client writes through model objects
+    // The map the last client setValues call on a vector path received (empty when none).
+    std::map<int, int> lastIntegerMap(const std::string& path) const;
+    std::map<int, std::string> lastStringMap(const std::string& path) const;
+    void clearRecords();  // every record list, counter and last map
+
+protected:
+    CallRecords() = default;
+    ~CallRecords() = default;
+
+private:
+    virtual SimulatorCore& core() const = 0;  // the running simulator these operations act on
+};
+
+}  // namespace tvsim

@@ -1,0 +1,42 @@
+// Fault injection, one facet of the Simulator: makes the simulated platform
+// answer the way a real one does when something goes wrong, one operation at a
+// time or from now on. Operations may be called from any thread. One given a
+// path that holds no object, or an object of another type, throws
+// std::invalid_argument.
+#pragma once
+
+#include <lomodelapi/object_type_spec.h>
+
+#include <string>
+
+namespace tvsim {
+
+class SimulatorCore;
+
+class FaultInjection {
+public:
+    // ---- The process framework ----
+    void refuseInterfaceReference(bool refuse, int status = -1);  // getInterfaceReference answers status
+    void emptyInterfaceReference(bool empty);                     // answers 0 and leaves the reference empty
+    void nullRootObject(bool null);                               // Interface::getObject answers null
+
+    // ---- Connecting and reading ----
+    void failNextConnects(const std::string& path, int count, int status);      // status != 0, null object
+    void nullObjectOnNextConnects(const std::string& path, int count);          // status 0, null object
+    void reportType(const std::string& path, lomodelapi::ObjectTypeSpec type);  // getType lies from now on
+    void failGetter(const std::string& path, int status);  // string/vector getValue answers status, 0 heals
+
+    // ---- Actions and tables ----
+    // The next `count` invokes answer `status` without an id or an outcome.
+    void refuseNextInvokes(const std::string& path, int count, int status);
+    void failNextCreateIterators(const std::string& path, int count);  // createIterator answers null
+
+protected:
+    FaultInjection() = default;
+    ~FaultInjection() = default;
+
+private:
+    virtual SimulatorCore& core() const = 0;  // the running simulator these operations act on
+};
+
+}  // namespace tvsim

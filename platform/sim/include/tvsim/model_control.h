@@ -1,0 +1,101 @@
+// Model control, one facet of the Simulator: the objects the simulated TV
+// holds, their values, the responders that answer its actions and the rows of
+// its tables, as the platform itself would create and change them.
+//
+// Operations may be called from any thread, including observer callbacks.
+// One given a path that holds no object, or an object of another type, throws
+// std::invalid_argument. Changes are notified to every connected observer on
+// the callback thread.
+#pragma once
+
+#include <lomodelapi/argument.h>
+#include <lomodelapi/object_type_spec.h>
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace tvsim {
+
+class SimulatorCore;
+
+using Row = std::vector<std::string>;
+
+// What an action answers for one invocation.
+struct Reply {
+    enum class Kind { Results, Failure, NoReply };
+
+    Kind kind = Kind::Results;
+    std::vector<lomodelapi::Argument> results;  // Kind::Results
+    int error = 0;                              // Kind::Failure; 0 is a legal code
+    std::chrono::milliseconds delay{0};         // delivered this long after invoke
+    int copies = 1;                             // more than 1 delivers duplicates
+    bool beforeInvokeReturns = false;           // delivered (on the callback thread) before invoke returns
+
+    static Reply withResults(std::vector<lomodelapi::Argument> results);
+    static Reply failure(int error);
+    static Reply none();
+};
+
+// Decides the reply to one invocation. Runs on the invoking client's thread,
+// inside ActionObject::invoke, with no simulator lock held.
+using Responder = std::function<Reply(unsigned int actionId, const std::vector<lomodelapi::Argument>& arguments)>;
+
+struct ModelEntry {
+    std::string path;
+    lomodelapi::ObjectTypeSpec type;
+};
+
+class ModelControl {
+public:
+    // ---- Creating objects ----
+    // A path holds one object: adding to a taken path replaces the object, and
+    // connections made to the old one keep working on it until disconnected.
+    void addInteger(const std::string& path, int value);
+    void addInt64(const std::string& path, long long value);
+    void addString(const std::string& path, const std::string& value);
+    void addIntegerVector(const std::string& path, const std::vector<int>& value);
+    void addStringVector(const std::string& path, const std::vector<std::string>& value);
+    void addAction(const std::string& path, Responder responder);
+    void addTable(const std::string& path, const std::vector<std::string>& columns, const std::vector<Row>& rows);
+    void remove(const std::string& path);
+    bool has(const std::string& path) const;
+    std::vector<ModelEntry> list(const std::string& prefix = "") const;  // sorted by path
+
+    // ---- Platform-originated changes, notified to every connected observer ----
+    void setInteger(const std::string& path, int value);
+    void setInt64(const std::string& path, long long value);
+    void setString(const std::string& path, const std::string& value);
+    void setIntegerVector(const std::string& path, const std::vector<int>& value);
+    void setStringVector(const std::string& path, const std::vector<std::string>& value);
+    // Tables: notifies notifyUpdate(new row count) to table observers and to the observers of its iterators.
+    void setRows(const std::string& path, const std::vector<Row>& rows);
+
+    // ---- Reading what the platform holds (client writes included) ----
+    int integer(const std::string& path) const;
+    long long int64(const std::string& path) const;
+    std::string string(const std::string& path) const;
+    std::vector<int> integerVector(const std::string& path) const;
+    std::vector<std::string> stringVector(const std::string& path) const;
+    std::vector<std::string> columns(const std::string& path) const;  // of a table
+    std::vector<Row> rows(const std::string& path) const;             // of a table
+
+    // ---- Actions ----
+    // ActionObject::invoke answers a fresh id (1, 2, 3, ... per simulator) and
+    // queues the responder's reply to every observer connected to the action.
+    // Without a responder the reply is success with no results.
+    void setResponder(const std::string& path, Responder responder);
+    // Platform-originated outcomes, queued to every observer connected to the action.
+    void emitResult(const std::string& path, unsigned int actionId, const std::vector<lomodelapi::Argument>& results);
+    void emitExecutionError(const std::string& path, unsigned int actionId, int error);
+
+protected:
+    ModelControl() = default;
+    ~ModelControl() = default;
+
+private:
+    virtual SimulatorCore& core() const = 0;  // the running simulator these operations act on
+};
+
+}  // namespace tvsim

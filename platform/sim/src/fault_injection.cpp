@@ -1,0 +1,40 @@
+// Fault injection: the process framework's faults live in its registry, the
+// root interface's in the handle, and every per-path fault in the model.
+#include <tvsim/fault_injection.h>
+
+#include "process_framework.h"
+#include "simulator_core.h"
+
+namespace tvsim {
+
+void FaultInjection::refuseInterfaceReference(bool refuse, int status) {
+    InterfaceRegistry::instance().refuse(refuse, status);
+}
+void FaultInjection::emptyInterfaceReference(bool empty) {
+    InterfaceRegistry::instance().answerEmpty(empty);
+}
+void FaultInjection::nullRootObject(bool null) {
+    core().handle->answerNull(null);
+}
+
+void FaultInjection::failNextConnects(const std::string& path, int count, int status) {
+    core().model.failNextConnects(path, count, status);
+}
+void FaultInjection::nullObjectOnNextConnects(const std::string& path, int count) {
+    core().model.nullObjectOnNextConnects(path, count);
+}
+void FaultInjection::reportType(const std::string& path, lomodelapi::ObjectTypeSpec type) {
+    core().model.reportType(path, type);
+}
+void FaultInjection::failGetter(const std::string& path, int status) {
+    core().model.failGetter(path, status);
+}
+
+void FaultInjection::refuseNextInvokes(const std::string& path, int count, int status) {
+    core().model.refuseNextInvokes(path, count, status);
+}
+void FaultInjection::failNextCreateIterators(const std::string& path, int count) {
+    core().model.failNextCreateIterators(path, count);
+}
+
+}  // namespace tvsim
