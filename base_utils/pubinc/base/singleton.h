@@ -33,6 +33,7 @@ public:
         for (;;) {
             std::intptr_t value = instance_.load(std::memory_order_acquire);
             if (static_cast<std::uintptr_t>(value) > kCreating) {
+                // NOLINTNEXTLINE(performance-no-int-to-ptr): the word holds the address create() stored.
                 return reinterpret_cast<Type*>(value);
             }
             std::intptr_t expected = 0;
@@ -41,6 +42,7 @@ public:
             }
             value = internal::WaitForInstance(&instance_);
             if (value != 0) {
+                // NOLINTNEXTLINE(performance-no-int-to-ptr): the word holds the address create() stored.
                 return reinterpret_cast<Type*>(value);
             }
             // The creating thread's constructor threw: compete again.

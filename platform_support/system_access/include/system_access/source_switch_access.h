@@ -54,6 +54,7 @@ private:
 class SYSTEM_ACCESS_EXPORT SourceSwitchAccess {
 public:
     // Bit sets; a playback status may also combine them as 5 (video and PSI).
+    // NOLINTNEXTLINE(bugprone-reserved-identifier): the name clients already use; it cannot change.
     enum _ResourceType : int {
         RESOURCE_TYPE_VIDEO = 1,
         RESOURCE_TYPE_AV = 3,

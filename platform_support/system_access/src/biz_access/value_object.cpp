@@ -34,6 +34,7 @@ template <typename Integer, typename Floating>
 Integer saturatingTruncate(Floating value) {
     using Limits = std::numeric_limits<Integer>;
     // 2^digits: exact in every floating type and the first value past the target's maximum.
+    // NOLINTNEXTLINE(bugprone-integer-division): max is 2^digits - 1, so the halving is exact.
     constexpr Floating pastMaximum = static_cast<Floating>(Limits::max() / 2 + 1) * 2;
     if (std::isnan(value)) {
         return 0;
