@@ -39,8 +39,9 @@ struct Fault {
     std::string what;
 };
 
+// Bytes that are not UTF-8 become U+FFFD, so that any text can be quoted.
 std::string jsonQuoted(const std::string& text) {
-    return Json(text).dump();
+    return Json(text).dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
 std::string describe(const Json& value) {
@@ -848,7 +849,7 @@ std::string formatValueText(const ModelValue& value) {
         case ValueType::STRING_VECTOR:
             break;
     }
-    return Json(std::get<std::vector<std::string>>(value)).dump();
+    return Json(std::get<std::vector<std::string>>(value)).dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
 void setModelValue(Simulator& simulator, const std::string& path, const ModelValue& value) {
