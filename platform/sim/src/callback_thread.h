@@ -50,15 +50,16 @@ public:
     // on the callback thread.
     void waitFor(Ticket ticket);
 
-    // No further call of the subscription starts. Off the callback thread it
-    // also waits for a call of it in progress to return.
+    // No further call of the subscription starts; its delayed items are dropped.
+    // Off the callback thread it also waits for a call of it in progress to return.
     void end(const SubscriptionPtr& subscription);
 
     bool onCallbackThread() const;
 
-    // Delivers everything still queued (delayed items when due, and items that
-    // observers post meanwhile), then joins the thread. Later posts are dropped.
-    // Must not run on the callback thread.
+    // Drops the delayed items that are not due yet, delivers everything else
+    // still queued (and items that observers post meanwhile, delayed ones
+    // excepted), then joins the thread. Later posts are dropped. Must not run on
+    // the callback thread.
     void shutdown();
 
 private:
@@ -73,6 +74,8 @@ private:
     void run();
     void promoteDueItems(Clock::time_point now);
     void deliver(Item item, std::unique_lock<std::mutex>& lock);
+    template <typename Predicate>
+    void dropDelayed(Predicate drop);
     bool isPending(Ticket ticket) const;
 
     std::mutex m_mutex;

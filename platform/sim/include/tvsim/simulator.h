@@ -12,6 +12,7 @@
 // RootInterface::disconnect has returned on another thread, that observer gets
 // no further call; a disconnect made on the callback thread itself (from inside
 // a notification) stops later calls but cannot wait for the one in progress.
+// Either way its delayed outcomes are dropped at once.
 //
 // Control operations given a path that holds no object, or an object of
 // another type, throw std::invalid_argument. Never destroy the Simulator on
@@ -101,8 +102,10 @@ struct ModelEntry {
 
 class Simulator {
 public:
-    Simulator();   // starts the platform with an empty model
-    ~Simulator();  // drains the callback thread, unregisters the interface, frees the model
+    Simulator();  // starts the platform with an empty model
+    // Drops the delayed outcomes not yet due, delivers everything else queued,
+    // unregisters the interface and frees the model: it never waits for a delay.
+    ~Simulator();
 
     Simulator(const Simulator&) = delete;
     Simulator& operator=(const Simulator&) = delete;
