@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+
 namespace {
 
 using simtest::lookUpRoot;
@@ -207,6 +209,35 @@ TEST_F(ActionTest, DelayedOutcomeIsDroppedWhenTheObserverDisconnectsFirst) {
 
     EXPECT_TRUE(leaving.log.events().empty());
     EXPECT_EQ(1u, m_observer.log.events().size());
+}
+
+// Delayed outcomes nobody can receive are not waited for: a disconnected
+// observer's go at once, and shutting down drops the rest. Waiting for them
+// would take the hour (and end in ctest's time-out).
+TEST(ActionShutdownTest, DelayedOutcomesGoWithTheirObserverAndWithTheSimulator) {
+    auto sim = std::make_unique<tvsim::Simulator>();
+    sim->addAction(kAction, [](unsigned int, const std::vector<lomodelapi::Argument>&) {
+        tvsim::Reply reply;
+        reply.delay = std::chrono::hours(1);
+        return reply;
+    });
+    auto invokeThrough = [](lomodelapi::Observer& observer) {
+        ModelObject* object = nullptr;
+        EXPECT_EQ(0, lookUpRoot()->connect(kAction, &observer, object));
+        unsigned int id = 0;
+        EXPECT_EQ(0, static_cast<ActionObject*>(object)->invoke(id, {}));
+        return object;
+    };
+    simtest::ActionObserver leaving;
+    simtest::ActionObserver staying;
+
+    lookUpRoot()->disconnect(kAction, &leaving, invokeThrough(leaving));
+    sim->flush();
+    invokeThrough(staying);
+    sim.reset();
+
+    EXPECT_TRUE(leaving.log.events().empty());
+    EXPECT_TRUE(staying.log.events().empty());
 }
 
 }  // namespace

@@ -10,6 +10,9 @@
 #include <set>
 #include <sstream>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace {
 
 using simtest::ActionObserver;
@@ -302,6 +305,79 @@ TEST(ValueTextTest, ParsesEachTypeAndRefusesBadTextWithTheReason) {
             EXPECT_NE(std::string::npos, std::string(error.what()).find(reasons[index])) << error.what();
         }
     }
+}
+
+// ---- Hostile input ----
+
+// What is not a regular file of at most 64 MiB is refused before it is read;
+// delays beyond a minute and integers beyond 64 bits are refused with the range.
+TEST(ModelFileTest, HostileFilesAndNumbersAreRefusedWithTheirReason) {
+    const std::string folder = ::testing::TempDir() + "hostile_models_" + std::to_string(::getpid());
+    ASSERT_EQ(0, ::mkdir(folder.c_str(), 0700));
+    ASSERT_EQ(0, ::mkfifo((folder + "/fifo").c_str(), 0600));
+    std::ofstream(folder + "/huge").put('{');
+    ASSERT_EQ(0, ::truncate((folder + "/huge").c_str(), 64 * 1024 * 1024 + 1));  // sparse: takes no disk
+    const std::pair<std::string, std::string> files[] = {
+        {folder, "it is a directory, not a regular file"},
+        {folder + "/fifo", "it is a FIFO, not a regular file"},
+        {"/dev/zero", "it is a character device, not a regular file"},
+        {folder + "/huge", "it is larger than 64 MiB, the most a model file may hold"},
+    };
+    for (const auto& [path, reason] : files) {
+        try {
+            tvsim::parseModelFile(path);
+            ADD_FAILURE() << path << " accepted";
+        } catch (const ModelFileError& error) {
+            EXPECT_EQ(path + ": cannot read the file: " + reason, error.what());
+        }
+    }
+    ::unlink((folder + "/fifo").c_str());
+    ::unlink((folder + "/huge").c_str());
+    ::rmdir(folder.c_str());
+
+    const std::pair<const char*, const char*> texts[] = {
+        {R"({"actions": [{"path": "s", "reply": {"delay-ms": 60001}}]})",
+         "t.json: /actions/0/reply/delay-ms: 60001 is out of range for a delay in ms (0 to 60000)"},
+        {R"({"values": [{"path": "a", "type": "int64", "value": -99999999999999999999999}]})",
+         "t.json: /values/0/value: -99999999999999999999999 is out of range for a 64-bit integer "
+         "(-9223372036854775808 to 9223372036854775807)"},
+        {R"({"values": [{"path": "a", "type": "integer-vector", "value": [1, 18446744073709551616]}]})",
+         "t.json: /values/0/value/1: 18446744073709551616 is out of range for a 32-bit integer "
+         "(-2147483648 to 2147483647)"},
+        {R"({"values": [{"path": "a", "type": "integer", "value": 1e3}]})",
+         "t.json: /values/0/value: expected an integer, got 1000.0"},
+    };
+    for (const auto& [text, message] : texts) {
+        try {
+            tvsim::parseModelText(text, "t.json");
+            ADD_FAILURE() << text << " accepted";
+        } catch (const ModelFileError& error) {
+            EXPECT_STREQ(message, error.what());
+        }
+    }
+}
+
+// Integers beyond 64 bits are out of range, not fractions; bytes that are not
+// UTF-8 are shown as U+FFFD rather than ending the program.
+TEST(ValueTextTest, LongIntegersAndBytesThatAreNotUtf8AreReportedReadably) {
+    using tvsim::ValueType;
+    const std::pair<ValueType, const char*> bad[] = {{ValueType::INTEGER, "99999999999999999999999"},
+                                                     {ValueType::INT64, "[\"\xff\"]"},
+                                                     {ValueType::STRING_VECTOR, "[\"\xff\"]"}};
+    const char* const messages[] = {
+        "99999999999999999999999 is out of range for a 32-bit integer "
+        "(-2147483648 to 2147483647)",
+        "\"[\\\"\xEF\xBF\xBD\\\"]\" is not a 64-bit integer",
+        "\"[\\\"\xEF\xBF\xBD\\\"]\" is not a JSON array of strings like [\"eng\",\"fra\"]"};
+    for (std::size_t index = 0; index < std::size(bad); ++index) {
+        try {
+            tvsim::parseValueText(bad[index].first, bad[index].second);
+            ADD_FAILURE() << bad[index].second << " accepted";
+        } catch (const std::invalid_argument& error) {
+            EXPECT_STREQ(messages[index], error.what());
+        }
+    }
+    EXPECT_EQ("[\"a\xEF\xBF\xBD\"]", tvsim::formatValueText(std::vector<std::string>{"a\xff"}));
 }
 
 }  // namespace

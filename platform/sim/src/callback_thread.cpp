@@ -20,7 +20,7 @@ CallbackThread::~CallbackThread() {
 CallbackThread::Ticket CallbackThread::post(const SubscriptionPtr& subscription, Call call,
                                             std::chrono::milliseconds delay) {
     Lock lock(m_mutex);
-    if (m_stopped) {
+    if (m_stopped || (m_stopping && delay.count() > 0)) {
         return 0;
     }
     Item item{m_nextTicket++, subscription, std::move(call)};
@@ -59,6 +59,9 @@ void CallbackThread::waitFor(Ticket ticket) {
 void CallbackThread::end(const SubscriptionPtr& subscription) {
     Lock lock(m_mutex);
     subscription->m_ended = true;
+    // Its delayed items could only be skipped when due: drop them now, so that
+    // neither memory nor shutdown waits for them.
+    dropDelayed([&](const Item& item) { return item.subscription == subscription; });
     if (!onCallbackThread()) {
         while (m_delivering == subscription.get()) {
             lock.wait(m_delivered);
@@ -76,11 +79,26 @@ void CallbackThread::shutdown() {
     {
         Lock lock(m_mutex);
         m_stopping = true;
+        // Nobody is left to receive what falls due later; waiting for it could take a minute.
+        dropDelayed([](const Item&) { return true; });
     }
     m_workArrived.notify_one();
     if (m_thread.joinable()) {
         m_thread.join();
     }
+}
+
+template <typename Predicate>
+void CallbackThread::dropDelayed(Predicate drop) {
+    for (auto item = m_delayed.begin(); item != m_delayed.end();) {
+        if (drop(item->second)) {
+            m_pending.erase(item->second.ticket);
+            item = m_delayed.erase(item);
+        } else {
+            ++item;
+        }
+    }
+    m_delivered.notify_all();
 }
 
 bool CallbackThread::isPending(Ticket ticket) const {

@@ -51,15 +51,16 @@ public:
     // on the callback thread.
     void waitFor(Ticket ticket);
 
-    // No further call of the subscription starts. Off the callback thread it
-    // also waits for a call of it in progress to return.
+    // No further call of the subscription starts; its delayed items are dropped.
+    // Off the callback thread it also waits for a call of it in progress to return.
     void end(const SubscriptionPtr& subscription);
 
     bool onCallbackThread() const;
 
-    // Delivers everything still queued (delayed items when due, and items that
-    // observers post meanwhile), then joins the thread. Later posts are dropped.
-    // Must not run on the callback thread.
+    // Drops the delayed items that are not due yet, delivers everything else
+    // still queued (and items that observers post meanwhile, delayed ones
+    // excepted), then joins the thread. Later posts are dropped. Must not run on
+    // the callback thread.
     void shutdown();
 
 private:
@@ -75,6 +76,8 @@ private:
     void promoteDueItems(Clock::time_point now) SYSACCESS_REQUIRES(m_mutex);
     // Releases the mutex while the call runs.
     void deliver(Item item) SYSACCESS_REQUIRES(m_mutex);
+    template <typename Predicate>
+    void dropDelayed(Predicate drop) SYSACCESS_REQUIRES(m_mutex);
     bool isPending(Ticket ticket) const SYSACCESS_REQUIRES(m_mutex);
 
     Mutex m_mutex;

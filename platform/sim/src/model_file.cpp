@@ -9,11 +9,12 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
-#include <fstream>
 #include <limits>
 #include <mutex>
-#include <set>
-#include <sstream>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace tvsim {
 namespace {
@@ -26,6 +27,10 @@ constexpr long long kInt64Min = std::numeric_limits<long long>::min();
 constexpr long long kInt64Max = std::numeric_limits<long long>::max();
 constexpr long long kMaxPosition = std::numeric_limits<std::int8_t>::max();  // Argument::position is 8 bits
 constexpr long long kMaxCopies = 1000;
+// A longer delay is a typo more likely than a test, and would hold up shutting the simulator down.
+constexpr long long kMaxDelayMs = 60 * 1000;
+// Far more than any TV's model; keeps a wrong file (a disk image, a log) from filling the memory.
+constexpr long long kMaxFileBytes = 64LL * 1024 * 1024;
 
 // What is wrong at one place of a document: the JSON pointer of the offending
 // node and a description. Each entry point turns it into its own message.
@@ -34,8 +39,9 @@ struct Fault {
     std::string what;
 };
 
+// Bytes that are not UTF-8 become U+FFFD, so that any text can be quoted.
 std::string jsonQuoted(const std::string& text) {
-    return Json(text).dump();
+    return Json(text).dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
 std::string describe(const Json& value) {
@@ -59,11 +65,20 @@ std::string escapePointerToken(const std::string& token) {
     return escaped;
 }
 
+// A parsed document, and the text of each integer in it that is too long for
+// 64 bits, by JSON pointer.
+struct JsonDocument {
+    Json root;
+    std::map<std::string, std::string> longIntegers;
+};
+
 // A node of the document together with its JSON pointer. The accessors check
 // the node's kind and range and throw a Fault naming the node otherwise.
 class Node {
 public:
-    Node(const Json& value, std::string pointer) : m_value(value), m_pointer(std::move(pointer)) {}
+    Node(const Json& value, std::string pointer, const JsonDocument& document)
+        : m_value(value), m_pointer(std::move(pointer)), m_document(document) {}
+    explicit Node(const JsonDocument& document) : Node(document.root, "", document) {}
 
     const std::string& pointer() const { return m_pointer; }
 
@@ -102,7 +117,7 @@ public:
         }
         std::vector<Node> nodes;
         for (std::size_t index = 0; index < m_value.size(); ++index) {
-            nodes.emplace_back(m_value[index], m_pointer + "/" + std::to_string(index));
+            nodes.emplace_back(m_value[index], m_pointer + "/" + std::to_string(index), m_document);
         }
         return nodes;
     }
@@ -158,6 +173,8 @@ public:
             result = static_cast<long long>(value);
         } else if (m_value.is_number_integer()) {
             result = m_value.get<std::int64_t>();
+        } else if (m_document.longIntegers.count(m_pointer) != 0) {
+            failRange(noun, low, high);
         } else {
             fail("expected an integer, got " + describe(m_value));
         }
@@ -176,16 +193,18 @@ public:
 
 private:
     Node child(const std::string& key) const {
-        return Node(m_value.at(key), m_pointer + "/" + escapePointerToken(key));
+        return Node(m_value.at(key), m_pointer + "/" + escapePointerToken(key), m_document);
     }
 
     [[noreturn]] void failRange(const char* noun, long long low, long long high) const {
-        fail(m_value.dump() + " is out of range for " + noun + " (" + std::to_string(low) + " to " +
-             std::to_string(high) + ")");
+        const auto longInteger = m_document.longIntegers.find(m_pointer);
+        fail((longInteger == m_document.longIntegers.end() ? m_value.dump() : longInteger->second) +
+             " is out of range for " + noun + " (" + std::to_string(low) + " to " + std::to_string(high) + ")");
     }
 
     const Json& m_value;
     std::string m_pointer;
+    const JsonDocument& m_document;
 };
 
 ModelValue valueFromJson(ValueType type, const Node& node) {
@@ -214,64 +233,6 @@ ModelValue valueFromJson(ValueType type, const Node& node) {
     node.fail("unknown value type");
 }
 
-// Refuses a second occurrence of a key in one object while nlohmann parses
-// (it would keep the last one silently). Tracks the JSON pointer of the
-// container being parsed so that the fault names the place.
-class DuplicateKeyCheck {
-public:
-    bool operator()(int /*depth*/, Json::parse_event_t event, Json& parsed) {
-        switch (event) {
-            case Json::parse_event_t::object_start:
-                m_frames.push_back(Frame{true, {}, {}, 0});
-                break;
-            case Json::parse_event_t::array_start:
-                m_frames.push_back(Frame{false, {}, {}, 0});
-                break;
-            case Json::parse_event_t::key: {
-                Frame& frame = m_frames.back();
-                frame.key = parsed.get<std::string>();
-                if (!frame.keys.insert(frame.key).second) {
-                    throw Fault{pointer(), "duplicate key " + jsonQuoted(frame.key)};
-                }
-                break;
-            }
-            case Json::parse_event_t::object_end:
-            case Json::parse_event_t::array_end:
-                m_frames.pop_back();
-                elementDone();
-                break;
-            case Json::parse_event_t::value:
-                elementDone();
-                break;
-        }
-        return true;
-    }
-
-private:
-    struct Frame {
-        bool object;
-        std::set<std::string> keys;
-        std::string key;    // the member being parsed (objects)
-        std::size_t index;  // the element being parsed (arrays)
-    };
-
-    void elementDone() {
-        if (!m_frames.empty() && !m_frames.back().object) {
-            ++m_frames.back().index;
-        }
-    }
-
-    std::string pointer() const {
-        std::string result;
-        for (const Frame& frame : m_frames) {
-            result += "/" + (frame.object ? escapePointerToken(frame.key) : std::to_string(frame.index));
-        }
-        return result;
-    }
-
-    std::vector<Frame> m_frames;
-};
-
 // The line of the last character nlohmann read before it gave up.
 std::size_t lineOfByte(const std::string& text, std::size_t byte) {
     const std::size_t end = std::min(text.size(), byte == 0 ? 0 : byte - 1);
@@ -279,31 +240,114 @@ std::size_t lineOfByte(const std::string& text, std::size_t byte) {
            static_cast<std::size_t>(std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(end), '\n'));
 }
 
-// nlohmann's message after its own "[json.exception...] parse error at line L, column C: " prefix.
-std::string syntaxErrorDetail(const Json::parse_error& error) {
-    const std::string message = error.what();
-    const std::size_t column = message.find("column ");
-    const std::size_t colon = message.find(": ", column == std::string::npos ? 0 : column);
-    return colon == std::string::npos ? message : message.substr(colon + 2);
-}
+// Text that is not JSON: where nlohmann gave up and its message without its
+// "[json.exception...]" prefix and position.
+struct SyntaxFault {
+    std::size_t byte;
+    std::string detail;
+};
 
-// nlohmann's message after its "[json.exception.<kind>.<id>] " prefix.
-std::string withoutExceptionId(const Json::exception& error) {
-    const std::string message = error.what();
-    const std::size_t close = message.find("] ");
-    return close == std::string::npos ? message : message.substr(close + 2);
-}
+// Builds the document from nlohmann's parse events. On the way it refuses a
+// second occurrence of a key in one object (nlohmann's own builder keeps the
+// last one silently) and keeps the text of every integer too long for 64 bits
+// (nlohmann makes a double of it), so that it is reported as out of range
+// rather than as a fraction. Tracks the JSON pointer of the node being parsed
+// so that both name the place.
+class DocumentBuilder : public nlohmann::json_sax<Json> {
+public:
+    explicit DocumentBuilder(JsonDocument& document) : m_document(document) {}
 
-// A number beyond a double's range ("number overflow parsing '1e400'") carries
-// no position: find the quoted token in the text instead.
-std::size_t lineOfQuotedToken(const std::string& text, const std::string& message) {
-    const std::size_t open = message.find('\'');
-    const std::size_t close = message.rfind('\'');
-    if (open == std::string::npos || close <= open) {
-        return 1;
+    bool null() override { return add(nullptr); }
+    bool boolean(bool value) override { return add(value); }
+    bool number_integer(number_integer_t value) override { return add(value); }
+    bool number_unsigned(number_unsigned_t value) override { return add(value); }
+    bool number_float(number_float_t value, const string_t& text) override {
+        if (text.find_first_of(".eE") == std::string::npos) {
+            m_document.longIntegers[pointer()] = text;
+        }
+        return add(value);
     }
-    const std::size_t found = text.find(message.substr(open + 1, close - open - 1));
-    return found == std::string::npos ? 1 : lineOfByte(text, found + 1);
+    bool string(string_t& value) override { return add(std::move(value)); }
+    bool binary(binary_t& value) override { return add(Json::binary(value)); }
+    bool start_object(std::size_t /*elements*/) override { return open(Json::object()); }
+    bool key(string_t& name) override {
+        Frame& frame = m_frames.back();
+        frame.key = name;
+        if (frame.node->contains(name)) {
+            throw Fault{pointer(), "duplicate key " + jsonQuoted(name)};
+        }
+        return true;
+    }
+    bool end_object() override { return close(); }
+    bool start_array(std::size_t /*elements*/) override { return open(Json::array()); }
+    bool end_array() override { return close(); }
+    bool parse_error(std::size_t byte, const std::string& /*token*/, const Json::exception& error) override {
+        // "[json.exception.parse_error.101] parse error at line 1, column 2: <detail>" or
+        // "[json.exception.out_of_range.406] <detail>".
+        const std::string message = error.what();
+        const std::size_t column = message.find(", column ");
+        const std::size_t start = column == std::string::npos ? message.find("] ") : message.find(": ", column);
+        throw SyntaxFault{byte, start == std::string::npos ? message : message.substr(start + 2)};
+    }
+
+private:
+    struct Frame {
+        Json* node;       // an object or an array, still open
+        std::string key;  // the member being parsed (objects)
+    };
+
+    // The pointer of the node about to be added. An open container is already
+    // the last element of the array that holds it.
+    std::string pointer() const {
+        std::string result;
+        for (std::size_t depth = 0; depth < m_frames.size(); ++depth) {
+            const Json& node = *m_frames[depth].node;
+            const bool open = depth + 1 < m_frames.size();
+            result += "/" + (node.is_object() ? escapePointerToken(m_frames[depth].key)
+                                              : std::to_string(node.size() - (open ? 1 : 0)));
+        }
+        return result;
+    }
+
+    Json* place(Json value) {
+        if (m_frames.empty()) {
+            m_document.root = std::move(value);
+            return &m_document.root;
+        }
+        Frame& frame = m_frames.back();
+        if (frame.node->is_array()) {
+            frame.node->push_back(std::move(value));
+            return &frame.node->back();
+        }
+        return &((*frame.node)[frame.key] = std::move(value));
+    }
+
+    template <typename Value>
+    bool add(Value&& value) {
+        place(Json(std::forward<Value>(value)));
+        return true;
+    }
+
+    bool open(Json container) {
+        m_frames.push_back(Frame{place(std::move(container)), {}});
+        return true;
+    }
+
+    bool close() {
+        m_frames.pop_back();
+        return true;
+    }
+
+    JsonDocument& m_document;
+    std::vector<Frame> m_frames;
+};
+
+// Throws SyntaxFault for text that is not JSON, Fault for a key given twice.
+JsonDocument parseJsonText(const std::string& text) {
+    JsonDocument document;
+    DocumentBuilder builder(document);
+    Json::sax_parse(text, &builder);
+    return document;
 }
 
 bool isValidPath(const std::string& path) {
@@ -319,8 +363,8 @@ public:
 
     ModelDescription parse(const std::string& text) {
         try {
-            const Json document = parseJson(text);
-            parseDocument(Node(document, ""));
+            const JsonDocument document = parseJson(text);
+            parseDocument(Node(document));
         } catch (const Fault& fault) {
             throw ModelFileError(m_description.source + ": " + (fault.pointer.empty() ? "top level" : fault.pointer) +
                                  ": " + fault.what);
@@ -329,17 +373,12 @@ public:
     }
 
 private:
-    Json parseJson(const std::string& text) const {
-        DuplicateKeyCheck duplicateKeys;
+    JsonDocument parseJson(const std::string& text) const {
         try {
-            return Json::parse(text, std::ref(duplicateKeys));
-        } catch (const Json::parse_error& error) {
-            throw ModelFileError(m_description.source + ":" + std::to_string(lineOfByte(text, error.byte)) +
-                                 ": invalid JSON: " + syntaxErrorDetail(error));
-        } catch (const Json::out_of_range& error) {
-            const std::string detail = withoutExceptionId(error);
-            throw ModelFileError(m_description.source + ":" + std::to_string(lineOfQuotedToken(text, detail)) +
-                                 ": invalid JSON: " + detail);
+            return parseJsonText(text);
+        } catch (const SyntaxFault& fault) {
+            throw ModelFileError(m_description.source + ":" + std::to_string(lineOfByte(text, fault.byte)) +
+                                 ": invalid JSON: " + fault.detail);
         }
     }
 
@@ -463,7 +502,7 @@ private:
             reply = Reply::none();
         }
         if (node.has("delay-ms")) {
-            reply.delay = std::chrono::milliseconds(node.member("delay-ms").integer(0, kIntMax, "a delay in ms"));
+            reply.delay = std::chrono::milliseconds(node.member("delay-ms").integer(0, kMaxDelayMs, "a delay in ms"));
         }
         if (node.has("copies")) {
             reply.copies = static_cast<int>(node.member("copies").integer(1, kMaxCopies, "copies"));
@@ -639,14 +678,67 @@ void applyValue(Simulator& simulator, const ValueOperations& operations, const s
                value);
 }
 
-std::string readFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
-        throw ModelFileError(path + ": cannot read the file: " + std::strerror(errno));
+const char* fileKind(mode_t mode) {
+    switch (mode & S_IFMT) {
+        case S_IFDIR:
+            return "a directory";
+        case S_IFIFO:
+            return "a FIFO";
+        case S_IFCHR:
+            return "a character device";
+        case S_IFBLK:
+            return "a block device";
+        case S_IFSOCK:
+            return "a socket";
+        default:
+            return "a special file";
     }
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
+}
+
+struct OpenFile {
+    ~OpenFile() { ::close(descriptor); }
+    int descriptor;
+};
+
+// Only a regular file of at most kMaxFileBytes. Opening without blocking keeps
+// a FIFO without a writer from hanging the caller before it is refused; the
+// size is checked as the file is read too, since it may grow meanwhile.
+std::string readFile(const std::string& path) {
+    auto refuse = [&](const std::string& why) { return ModelFileError(path + ": cannot read the file: " + why); };
+    const int descriptor = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor < 0) {
+        throw refuse(std::strerror(errno));
+    }
+    const OpenFile file{descriptor};
+    struct stat status {};
+    if (::fstat(file.descriptor, &status) != 0) {
+        throw refuse(std::strerror(errno));
+    }
+    if (!S_ISREG(status.st_mode)) {
+        throw refuse(std::string("it is ") + fileKind(status.st_mode) + ", not a regular file");
+    }
+    const std::string tooLarge = "it is larger than 64 MiB, the most a model file may hold";
+    if (status.st_size > kMaxFileBytes) {
+        throw refuse(tooLarge);
+    }
+    std::string text;
+    char buffer[65536];
+    for (;;) {
+        const ssize_t count = ::read(file.descriptor, buffer, sizeof buffer);
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count < 0) {
+            throw refuse(std::strerror(errno));
+        }
+        if (count == 0) {
+            return text;
+        }
+        text.append(buffer, static_cast<std::size_t>(count));
+        if (text.size() > static_cast<std::size_t>(kMaxFileBytes)) {
+            throw refuse(tooLarge);
+        }
+    }
 }
 
 }  // namespace
@@ -733,14 +825,11 @@ ModelValue parseValueText(ValueType type, const std::string& text) {
     static const char* const kExpected[] = {"an integer", "a 64-bit integer", "",
                                             "a JSON array of integers like [1,2,3]",
                                             "a JSON array of strings like [\"eng\",\"fra\"]"};
-    Json parsed;
     try {
-        parsed = Json::parse(text);
-    } catch (const Json::exception&) {  // a syntax error, or a number beyond a double's range
+        const JsonDocument parsed = parseJsonText(text);
+        return valueFromJson(type, Node(parsed));
+    } catch (const SyntaxFault&) {  // a syntax error, or a number beyond a double's range
         throw std::invalid_argument(jsonQuoted(text) + " is not " + kExpected[static_cast<int>(type)]);
-    }
-    try {
-        return valueFromJson(type, Node(parsed, ""));
     } catch (const Fault& fault) {
         throw std::invalid_argument(fault.pointer.empty() ? fault.what
                                                           : "element " + fault.pointer.substr(1) + ": " + fault.what);
@@ -760,7 +849,7 @@ std::string formatValueText(const ModelValue& value) {
         case ValueType::STRING_VECTOR:
             break;
     }
-    return Json(std::get<std::vector<std::string>>(value)).dump();
+    return Json(std::get<std::vector<std::string>>(value)).dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
 void setModelValue(Simulator& simulator, const std::string& path, const ModelValue& value) {

@@ -103,7 +103,9 @@ struct LoadedModel {
 };
 
 ModelDescription parseModelText(const std::string& text, const std::string& sourceName);
-ModelDescription parseModelFile(const std::string& path);  // an unreadable file is a ModelFileError too
+// An unreadable file is a ModelFileError too, and so is anything but a regular
+// file of at most 64 MiB.
+ModelDescription parseModelFile(const std::string& path);
 LoadedModel applyModel(ModelDescription description, Simulator& simulator);
 
 LoadedModel loadModelText(const std::string& text, const std::string& sourceName, Simulator& simulator);

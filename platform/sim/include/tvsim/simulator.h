@@ -15,8 +15,9 @@
 // delivered on one callback thread, in order. Once RootInterface::disconnect
 // has returned on another thread, that observer gets no further call; a
 // disconnect made on the callback thread itself (from inside a notification)
-// stops later calls but cannot wait for the one in progress. Never destroy
-// the Simulator on the callback thread.
+// stops later calls but cannot wait for the one in progress. Either way its
+// delayed outcomes are dropped at once. Never destroy the Simulator on the
+// callback thread.
 #pragma once
 
 #include <tvsim/call_records.h>
@@ -43,8 +44,10 @@ constexpr int kStatusUnknownObject = 3;
 
 class Simulator final : public ModelControl, public FaultInjection, public CallRecords, public CallbackControl {
 public:
-    Simulator();   // starts the platform with an empty model
-    ~Simulator();  // drains the callback thread, unregisters the interface, frees the model
+    Simulator();  // starts the platform with an empty model
+    // Drops the delayed outcomes not yet due, delivers everything else queued,
+    // unregisters the interface and frees the model: it never waits for a delay.
+    ~Simulator();
 
     Simulator(const Simulator&) = delete;
     Simulator& operator=(const Simulator&) = delete;
