@@ -10,7 +10,7 @@
 // whose message names the file, the line (JSON syntax) or the JSON pointer of
 // the offending entry (everything else), and what is wrong, on one line:
 //   tv.json:7: invalid JSON: syntax error while parsing object - ...
-//   tv.json: /values/3/value: 3000000000 is out of the range of a 32-bit integer
+//   tv.json: /values/3/value: 3000000000 is out of range for a 32-bit integer (-2147483648 to 2147483647)
 //
 // Applying adds to the simulator's model: a path it already holds is replaced.
 // Call the load functions from any thread except the simulator's callback thread.

@@ -1,0 +1,84 @@
+// Reading a model file's text, refusing what is not a regular file of a sane size.
+#include "model_file_reader.h"
+
+#include <tvsim/model_file.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace tvsim::modelfile {
+namespace {
+
+// Far more than any TV's model; keeps a wrong file (a disk image, a log) from filling the memory.
+constexpr long long kMaxFileBytes = 64LL * 1024 * 1024;
+
+const char* fileKind(mode_t mode) {
+    switch (mode & S_IFMT) {
+        case S_IFDIR:
+            return "a directory";
+        case S_IFIFO:
+            return "a FIFO";
+        case S_IFCHR:
+            return "a character device";
+        case S_IFBLK:
+            return "a block device";
+        case S_IFSOCK:
+            return "a socket";
+        default:
+            return "a special file";
+    }
+}
+
+struct OpenFile {
+    ~OpenFile() { ::close(descriptor); }
+    int descriptor;
+};
+
+// Only a regular file of at most kMaxFileBytes. Opening without blocking keeps
+// a FIFO without a writer from hanging the caller before it is refused; the
+// size is checked as the file is read too, since it may grow meanwhile.
+}  // namespace
+
+std::string readModelFile(const std::string& path) {
+    auto refuse = [&](const std::string& why) { return ModelFileError(path + ": cannot read the file: " + why); };
+    const int descriptor = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor < 0) {
+        throw refuse(std::strerror(errno));
+    }
+    const OpenFile file{descriptor};
+    struct stat status {};
+    if (::fstat(file.descriptor, &status) != 0) {
+        throw refuse(std::strerror(errno));
+    }
+    if (!S_ISREG(status.st_mode)) {
+        throw refuse(std::string("it is ") + fileKind(status.st_mode) + ", not a regular file");
+    }
+    const std::string tooLarge = "it is larger than 64 MiB, the most a model file may hold";
+    if (status.st_size > kMaxFileBytes) {
+        throw refuse(tooLarge);
+    }
+    std::string text;
+    char buffer[65536];
+    for (;;) {
+        const ssize_t count = ::read(file.descriptor, buffer, sizeof buffer);
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count < 0) {
+            throw refuse(std::strerror(errno));
+        }
+        if (count == 0) {
+            return text;
+        }
+        text.append(buffer, static_cast<std::size_t>(count));
+        if (text.size() > static_cast<std::size_t>(kMaxFileBytes)) {
+            throw refuse(tooLarge);
+        }
+    }
+}
+
+}  // namespace tvsim::modelfile

@@ -1,0 +1,335 @@
+// The model parser: checks a whole JSON document, entry by entry, into a
+// ModelDescription, and names the place of the first fault it finds.
+#include "model_parser.h"
+
+#include "json_error_text.h"
+#include "model_file_reader.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdint>
+#include <limits>
+
+namespace tvsim {
+namespace modelfile {
+
+namespace {
+
+constexpr long long kIntMin = std::numeric_limits<int>::min();
+constexpr long long kIntMax = std::numeric_limits<int>::max();
+constexpr long long kInt64Min = std::numeric_limits<long long>::min();
+constexpr long long kInt64Max = std::numeric_limits<long long>::max();
+constexpr long long kMaxPosition = std::numeric_limits<std::int8_t>::max();  // Argument::position is 8 bits
+constexpr long long kMaxCopies = 1000;
+// A longer delay is a typo more likely than a test, and would hold up shutting the simulator down.
+constexpr long long kMaxDelayMs = 60 * 1000;
+
+}  // namespace
+
+ModelValue valueFromJson(ValueType type, const Node& node) {
+    switch (type) {
+        case ValueType::INTEGER:
+            return static_cast<int>(node.integer(kIntMin, kIntMax, "a 32-bit integer"));
+        case ValueType::INT64:
+            return node.integer(kInt64Min, kInt64Max, "a 64-bit integer");
+        case ValueType::STRING:
+            return node.text();
+        case ValueType::INTEGER_VECTOR: {
+            std::vector<int> values;
+            for (const Node& element : node.elements()) {
+                values.push_back(static_cast<int>(element.integer(kIntMin, kIntMax, "a 32-bit integer")));
+            }
+            return values;
+        }
+        case ValueType::STRING_VECTOR: {
+            std::vector<std::string> values;
+            for (const Node& element : node.elements()) {
+                values.push_back(element.text());
+            }
+            return values;
+        }
+    }
+    node.fail("unknown value type");
+}
+
+namespace {
+
+bool isValidPath(const std::string& path) {
+    return !path.empty() &&
+           std::none_of(path.begin(), path.end(), [](unsigned char c) { return std::isspace(c) || std::iscntrl(c); });
+}
+
+// Checks a whole document into a ModelDescription. Values come first, then
+// tables, then actions, so that a responder can refer to both.
+class ModelParser {
+public:
+    explicit ModelParser(std::string source) { m_description.source = std::move(source); }
+
+    ModelDescription parse(const std::string& text) {
+        try {
+            const JsonDocument document = parseJson(text);
+            parseDocument(Node(document));
+        } catch (const Fault& fault) {
+            throw ModelFileError(m_description.source + ": " + (fault.pointer.empty() ? "top level" : fault.pointer) +
+                                 ": " + fault.what);
+        }
+        return std::move(m_description);
+    }
+
+private:
+    JsonDocument parseJson(const std::string& text) const {
+        try {
+            return parseJsonText(text);
+        } catch (const SyntaxFault& fault) {
+            throw ModelFileError(m_description.source + ":" + std::to_string(lineOfByte(text, fault.byte)) +
+                                 ": invalid JSON: " + fault.detail);
+        }
+    }
+
+    void parseDocument(const Node& root) {
+        root.expectObject({"name", "values", "tables", "actions"});
+        if (root.has("name")) {
+            m_description.name = root.member("name").text();
+        }
+        forEachEntry(root, "values", [&](const Node& entry) { m_description.values.push_back(parseValue(entry)); });
+        forEachEntry(root, "tables", [&](const Node& entry) { m_description.tables.push_back(parseTable(entry)); });
+        forEachEntry(root, "actions", [&](const Node& entry) { m_description.actions.push_back(parseAction(entry)); });
+    }
+
+    template <typename Parse>
+    static void forEachEntry(const Node& root, const char* section, Parse parse) {
+        if (root.has(section)) {
+            for (const Node& entry : root.member(section).elements()) {
+                parse(entry);
+            }
+        }
+    }
+
+    std::string claimPath(const Node& entry) {
+        const Node pathNode = entry.member("path");
+        std::string path = pathNode.text();
+        if (!isValidPath(path)) {
+            pathNode.fail("a model path is a non-empty text without spaces, not " + jsonQuoted(path));
+        }
+        const auto claimed = m_pathPointers.emplace(path, pathNode.pointer());
+        if (!claimed.second) {
+            pathNode.fail("duplicate path " + jsonQuoted(path) + " (first at " + claimed.first->second + ")");
+        }
+        return path;
+    }
+
+    ValueEntry parseValue(const Node& entry) {
+        entry.expectObject({"path", "type", "value"});
+        ValueEntry value;
+        value.path = claimPath(entry);
+        value.value = valueFromJson(parseValueType(entry.member("type")), entry.member("value"));
+        return value;
+    }
+
+    static ValueType parseValueType(const Node& node) {
+        const std::string name = node.text();
+        for (ValueType type : {ValueType::INTEGER, ValueType::INT64, ValueType::STRING, ValueType::INTEGER_VECTOR,
+                               ValueType::STRING_VECTOR}) {
+            if (name == valueTypeName(type)) {
+                return type;
+            }
+        }
+        node.fail("unknown type " + jsonQuoted(name) +
+                  " (types: integer, int64, string, integer-vector, string-vector)");
+    }
+
+    TableEntry parseTable(const Node& entry) {
+        entry.expectObject({"path", "columns", "rows"});
+        TableEntry table;
+        table.path = claimPath(entry);
+        const Node columns = entry.member("columns");
+        for (const Node& column : columns.elements()) {
+            table.columns.push_back(column.nonEmptyText());
+            if (std::count(table.columns.begin(), table.columns.end(), table.columns.back()) > 1) {
+                column.fail("duplicate column " + jsonQuoted(table.columns.back()));
+            }
+        }
+        if (table.columns.empty()) {
+            columns.fail("a table needs at least one column");
+        }
+        for (const Node& rowNode : entry.member("rows").elements()) {
+            const std::vector<Node> cells = rowNode.elements();
+            if (cells.size() != table.columns.size()) {
+                rowNode.fail("the row has " + std::to_string(cells.size()) + " cells but the table has " +
+                             std::to_string(table.columns.size()) + " columns");
+            }
+            Row row;
+            for (const Node& cell : cells) {
+                row.push_back(cell.cellText());
+            }
+            table.rows.push_back(std::move(row));
+        }
+        return table;
+    }
+
+    ActionEntry parseAction(const Node& entry) {
+        entry.expectObject({"path", "reply", "responder", "channels", "channel-name"});
+        ActionEntry action;
+        action.path = claimPath(entry);
+        if (entry.has("responder")) {
+            if (entry.has("reply")) {
+                entry.member("reply").fail("an action has a reply or a responder, not both");
+            }
+            action.answer = parseResponder(entry);
+            return action;
+        }
+        for (const char* key : {"channels", "channel-name"}) {
+            if (entry.has(key)) {
+                entry.member(key).fail(std::string(jsonQuoted(key)) + " goes with \"responder\": \"source-switch\"");
+            }
+        }
+        action.answer = entry.has("reply") ? parseReply(entry.member("reply")) : Reply::withResults({});
+        return action;
+    }
+
+    static Reply parseReply(const Node& node) {
+        node.expectObject({"results", "error", "no-reply", "delay-ms", "copies", "before-invoke-returns"});
+        const int outcomes = static_cast<int>(node.has("results")) + static_cast<int>(node.has("error")) +
+                             static_cast<int>(node.has("no-reply"));
+        if (outcomes > 1) {
+            node.fail("give at most one of \"results\", \"error\" and \"no-reply\"");
+        }
+        Reply reply = Reply::withResults({});
+        if (node.has("results")) {
+            reply = Reply::withResults(parseResults(node.member("results")));
+        } else if (node.has("error")) {
+            reply = Reply::failure(static_cast<int>(node.member("error").integer(kIntMin, kIntMax, "an error code")));
+        } else if (node.has("no-reply")) {
+            if (!node.member("no-reply").flag()) {
+                node.member("no-reply").fail("\"no-reply\" is either true or left out");
+            }
+            reply = Reply::none();
+        }
+        if (node.has("delay-ms")) {
+            reply.delay = std::chrono::milliseconds(node.member("delay-ms").integer(0, kMaxDelayMs, "a delay in ms"));
+        }
+        if (node.has("copies")) {
+            reply.copies = static_cast<int>(node.member("copies").integer(1, kMaxCopies, "copies"));
+        }
+        if (node.has("before-invoke-returns")) {
+            reply.beforeInvokeReturns = node.member("before-invoke-returns").flag();
+        }
+        return reply;
+    }
+
+    // A list fills positions 0, 1, ...; an object names them: {"0": "a", "2": "c"}.
+    static std::vector<lomodelapi::Argument> parseResults(const Node& node) {
+        std::vector<lomodelapi::Argument> results;
+        auto add = [&](long long position, const Node& value) {
+            lomodelapi::Argument result;
+            result.position = static_cast<std::int8_t>(position);
+            result.value = value.cellText();
+            results.push_back(std::move(result));
+        };
+        if (node.isArray()) {
+            const std::vector<Node> values = node.elements();
+            if (values.size() > static_cast<std::size_t>(kMaxPosition) + 1) {
+                node.fail("at most " + std::to_string(kMaxPosition + 1) + " results");
+            }
+            for (std::size_t position = 0; position < values.size(); ++position) {
+                add(static_cast<long long>(position), values[position]);
+            }
+            return results;
+        }
+        for (const auto& [key, value] : node.members()) {
+            const bool decimal = !key.empty() && key.size() <= 3 &&
+                                 std::all_of(key.begin(), key.end(), [](unsigned char c) { return std::isdigit(c); });
+            if (!decimal || std::stoll(key) > kMaxPosition) {
+                value.fail("a result position is a number from 0 to " + std::to_string(kMaxPosition) + ", not " +
+                           jsonQuoted(key));
+            }
+            add(std::stoll(key), value);
+        }
+        return results;
+    }
+
+    SourceSwitchEntry parseResponder(const Node& entry) const {
+        const Node kind = entry.member("responder");
+        if (kind.text() != "source-switch") {
+            kind.fail("unknown responder " + jsonQuoted(kind.text()) +
+                      " (the built-in responder is \"source-switch\")");
+        }
+        SourceSwitchEntry sourceSwitch;
+        sourceSwitch.channels =
+            entry.has("channels") ? parseChannels(entry.member("channels")) : SourceSwitchResponder::defaultChannels();
+        if (entry.has("channel-name")) {
+            const Node nameNode = entry.member("channel-name");
+            sourceSwitch.channelNamePath = nameNode.text();
+            if (!hasStringValue(sourceSwitch.channelNamePath)) {
+                nameNode.fail("the model has no string value " + jsonQuoted(sourceSwitch.channelNamePath));
+            }
+        }
+        return sourceSwitch;
+    }
+
+    // A table path of this model, or a list of channel objects.
+    std::vector<Channel> parseChannels(const Node& node) const {
+        if (node.isText()) {
+            return channelsFromTable(node);
+        }
+        std::vector<Channel> channels;
+        for (const Node& item : node.elements()) {
+            item.expectObject({"uuid", "uri", "name", "folder-uuid"});
+            channels.push_back({item.member("uuid").text(), item.member("uri").text(), item.member("name").text(),
+                                item.member("folder-uuid").text()});
+        }
+        return channels;
+    }
+
+    std::vector<Channel> channelsFromTable(const Node& node) const {
+        const std::string path = node.text();
+        const TableEntry* table = m_description.table(path);
+        if (table == nullptr) {
+            node.fail("the model has no table " + jsonQuoted(path));
+        }
+        auto column = [&](const char* name) {
+            auto found = std::find(table->columns.begin(), table->columns.end(), name);
+            if (found == table->columns.end()) {
+                node.fail("the table " + jsonQuoted(path) + " has no column " + jsonQuoted(name));
+            }
+            return static_cast<std::size_t>(found - table->columns.begin());
+        };
+        const std::size_t uuid = column("uuid");
+        const std::size_t uri = column("uri");
+        const std::size_t name = column("name");
+        const std::size_t folder = column("folder-uuid");
+        std::vector<Channel> channels;
+        for (const Row& row : table->rows) {
+            channels.push_back({row[uuid], row[uri], row[name], row[folder]});
+        }
+        return channels;
+    }
+
+    bool hasStringValue(const std::string& path) const {
+        return std::any_of(m_description.values.begin(), m_description.values.end(), [&](const ValueEntry& value) {
+            return value.path == path && valueTypeOf(value.value) == ValueType::STRING;
+        });
+    }
+
+    ModelDescription m_description;
+    std::map<std::string, std::string> m_pathPointers;  // path -> pointer of the entry that claimed it
+};
+
+}  // namespace
+}  // namespace modelfile
+
+const TableEntry* ModelDescription::table(const std::string& path) const {
+    auto found =
+        std::find_if(tables.begin(), tables.end(), [&](const TableEntry& table) { return table.path == path; });
+    return found == tables.end() ? nullptr : &*found;
+}
+
+ModelDescription parseModelText(const std::string& text, const std::string& sourceName) {
+    return modelfile::ModelParser(sourceName).parse(text);
+}
+
+ModelDescription parseModelFile(const std::string& path) {
+    return parseModelText(modelfile::readModelFile(path), path);
+}
+
+}  // namespace tvsim
