@@ -364,11 +364,10 @@ TEST(ValueTextTest, LongIntegersAndBytesThatAreNotUtf8AreReportedReadably) {
     const std::pair<ValueType, const char*> bad[] = {{ValueType::INTEGER, "99999999999999999999999"},
                                                      {ValueType::INT64, "[\"\xff\"]"},
                                                      {ValueType::STRING_VECTOR, "[\"\xff\"]"}};
-    const char* const messages[] = {
-        "99999999999999999999999 is out of range for a 32-bit integer "
-        "(-2147483648 to 2147483647)",
-        "\"[\\\"\xEF\xBF\xBD\\\"]\" is not a 64-bit integer",
-        "\"[\\\"\xEF\xBF\xBD\\\"]\" is not a JSON array of strings like [\"eng\",\"fra\"]"};
+    const char* const messages[] = {("99999999999999999999999 is out of range for a 32-bit integer "
+                                     "(-2147483648 to 2147483647)"),
+                                    "\"[\\\"\xEF\xBF\xBD\\\"]\" is not a 64-bit integer",
+                                    "\"[\\\"\xEF\xBF\xBD\\\"]\" is not a JSON array of strings like [\"eng\",\"fra\"]"};
     for (std::size_t index = 0; index < std::size(bad); ++index) {
         try {
             tvsim::parseValueText(bad[index].first, bad[index].second);

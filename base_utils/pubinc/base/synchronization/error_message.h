@@ -11,8 +11,9 @@ namespace velmora::base {
 inline std::string makeErrorMessage(const char* prefix, int errorNumber) {
     std::stringstream text;
     text << prefix;
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): glibc's strerror answers constant text for every error number
-    // pthread returns; only an unknown number is formatted into a per-thread buffer.
+    // glibc's strerror answers constant text for every error number pthread
+    // returns; only an unknown number is formatted into a per-thread buffer.
+    // NOLINTNEXTLINE(concurrency-mt-unsafe)
     if (const char* reason = std::strerror(errorNumber)) {
         text << reason;
     }
