@@ -49,6 +49,8 @@ TEST_P(JsonErrorText, IsTranslatedWordForWord) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Cases, JsonErrorText, testing::ValuesIn(kSyntaxCases),
-                         [](const testing::TestParamInfo<SyntaxCase>& info) { return std::string(info.param.name); });
+                         [](const testing::TestParamInfo<SyntaxCase>& tested) {
+                             return std::string(tested.param.name);
+                         });
 
 }  // namespace
