@@ -5,98 +5,73 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <ostream>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace {
 
-constexpr char kFile[] = "blog_test.cpp";
-constexpr std::uint32_t kTraceWord = 0x5F1388;
-
 std::string logLine(int line, const std::string& function, const std::string& message) {
-    return "[B-LOG] " + std::string(kFile) + ":" + std::to_string(line) + ":" + function + "(): " + message + "\n";
+    return "[B-LOG] blog_test.cpp:" + std::to_string(line) + ":" + function + "(): " + message + "\n";
 }
 
-std::string traceLine(const char* arrow, const char* direction, int line, const std::string& function) {
-    return "[TRACE " + std::string(arrow) + " " + function + "(" + direction + ")] " + kFile + ":" +
-           std::to_string(line) + ":" + function + "() \n";
+std::string traceLine(bool entry, int line, const std::string& function) {
+    return std::string(entry ? "[TRACE -> " : "[TRACE <- ") + function + (entry ? "(IN)] " : "(OUT)] ") +
+           "blog_test.cpp:" + std::to_string(line) + ":" + function + "() \n";
 }
 
 // Each emitter writes one line whose argument counts its own evaluations, and answers the statement's line.
 int emitAlways(int& evaluations) {
-    BLOG_ALWAYS("value %d of %s", ++evaluations, "always");
+    BLOG_ALWAYS("value %d of %s", ++evaluations, "Always");
     return __LINE__ - 1;
 }
 int emitError(int& evaluations) {
-    BLOG_ERROR("value %d of %s", ++evaluations, "error");
+    BLOG_ERROR("value %d of %s", ++evaluations, "Error");
     return __LINE__ - 1;
 }
 int emitInfo(int& evaluations) {
-    BLOG_INFO("value %d of %s", ++evaluations, "info");
+    BLOG_INFO("value %d of %s", ++evaluations, "Info");
     return __LINE__ - 1;
 }
 
 struct LevelCase {
     const char* name;
     int (*emit)(int&);
-    const char* function;
-    const char* printed;  // the emitter's second argument
     std::uint32_t word;
-    unsigned level;
 };
-
-const LevelCase kLevelCases[] = {
-    {"Always", emitAlways, "emitAlways", "always", 0x5F0001, 1},
-    {"Error", emitError, "emitError", "error", 0x5F03E8, 1000},
-    {"Info", emitInfo, "emitInfo", "info", 0x5F0FA0, 4000},
-};
-
-void PrintTo(const LevelCase& level, std::ostream* out) {
-    *out << level.name;
-}
 
 class LogLevelTest : public testing::TestWithParam<LevelCase> {};
 
-TEST_P(LogLevelTest, EnabledLineCarriesExactTextFormatAndLevelWord) {
+TEST_P(LogLevelTest, LineIsWrittenAtOrBelowTheThresholdAndNothingIsEvaluatedAbove) {
     const LevelCase& level = GetParam();
-    tvsim::DebugCapture capture(level.level);
-    int evaluations = 0;
-
-    const int line = level.emit(evaluations);
-
-    const auto lines = capture.lines();
-    ASSERT_EQ(lines.size(), 1u);
-    EXPECT_EQ(lines[0].text, logLine(line, level.function, std::string("value 1 of ") + level.printed));
-    EXPECT_EQ(lines[0].format, "[%s] %s:%d:%s(): value %d of %s\n");
-    EXPECT_EQ(lines[0].levelWord, level.word);
-    EXPECT_EQ(evaluations, 1);
-    EXPECT_EQ(capture.checkCalls(), 1);
-    EXPECT_EQ(capture.baseNameCalls(), 1);
-    EXPECT_EQ(capture.outputCalls(), 1);
-}
-
-TEST_P(LogLevelTest, DisabledLevelEvaluatesNoArgumentAndLooksUpNoName) {
-    const LevelCase& level = GetParam();
-    for (unsigned threshold : {level.level - 1, tvsim::kLevelNone}) {
+    const unsigned number = level.word & 0xFFFF;
+    for (const unsigned threshold : {number, number - 1, tvsim::kLevelNone}) {
         SCOPED_TRACE(threshold);
         tvsim::DebugCapture capture(threshold);
         int evaluations = 0;
+        const int line = level.emit(evaluations);
 
-        level.emit(evaluations);
-
-        EXPECT_EQ(evaluations, 0);
+        const bool wanted = threshold == number;
+        EXPECT_EQ(evaluations, wanted ? 1 : 0);
         EXPECT_EQ(capture.checkCalls(), 1);
-        EXPECT_EQ(capture.baseNameCalls(), 0);
-        EXPECT_EQ(capture.outputCalls(), 0);
-        EXPECT_TRUE(capture.lines().empty());
+        EXPECT_EQ(capture.baseNameCalls(), wanted ? 1 : 0);
+        EXPECT_EQ(capture.outputCalls(), wanted ? 1 : 0);
+        const auto lines = capture.lines();
+        ASSERT_EQ(lines.size(), wanted ? 1u : 0u);
+        if (wanted) {
+            const std::string function = std::string("emit") + level.name;
+            EXPECT_EQ(lines[0].text, logLine(line, function, "value 1 of " + std::string(level.name)));
+            EXPECT_EQ(lines[0].format, "[%s] %s:%d:%s(): value %d of %s\n");
+            EXPECT_EQ(lines[0].levelWord, level.word);
+        }
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Levels, LogLevelTest, testing::ValuesIn(kLevelCases),
-                         [](const testing::TestParamInfo<LevelCase>& testInfo) {
-                             return std::string(testInfo.param.name);
-                         });
+INSTANTIATE_TEST_SUITE_P(Levels, LogLevelTest,
+                         testing::Values(LevelCase{"Always", emitAlways, 0x5F0001},
+                                         LevelCase{"Error", emitError, 0x5F03E8},
+                                         LevelCase{"Info", emitInfo, 0x5F0FA0}),
+                         [](const auto& test) { return std::string(test.param.name); });
 
 // The unbraced if/else must keep its else whether or not the line is wanted.
 bool logUnlessElse(bool condition) {
@@ -108,22 +83,6 @@ bool logUnlessElse(bool condition) {
     return elseTaken;
 }
 
-TEST(LogStatementTest, FollowingElseBindsToTheEnclosingIf) {
-    struct Case {
-        bool condition;
-        unsigned threshold;
-        size_t lines;
-        bool elseTaken;
-    };
-    for (const Case& c : {Case{true, tvsim::kLevelError, 1, false}, Case{true, tvsim::kLevelNone, 0, false},
-                          Case{false, tvsim::kLevelError, 0, true}, Case{false, tvsim::kLevelNone, 0, true}}) {
-        SCOPED_TRACE(testing::Message() << "condition " << c.condition << ", threshold " << c.threshold);
-        tvsim::DebugCapture capture(c.threshold);
-        EXPECT_EQ(logUnlessElse(c.condition), c.elseTaken);
-        EXPECT_EQ(capture.lines().size(), c.lines);
-    }
-}
-
 struct Widget {
     int describe() {
         BLOG_INFO("no arguments");
@@ -131,141 +90,81 @@ struct Widget {
     }
 };
 
-TEST(LogStatementTest, FunctionNameIsUnqualifiedAndFormatWithoutArgumentsWorks) {
+TEST(LogStatementTest, ElseBindsToTheEnclosingIfAndTheFunctionNameIsUnqualified) {
+    for (const unsigned threshold : {tvsim::kLevelError, tvsim::kLevelNone}) {
+        tvsim::DebugCapture capture(threshold);
+        EXPECT_FALSE(logUnlessElse(true));
+        EXPECT_TRUE(logUnlessElse(false));
+        EXPECT_EQ(capture.lines().size(), threshold == tvsim::kLevelNone ? 0u : 1u);
+    }
     tvsim::DebugCapture capture;
     const int line = Widget().describe();
     EXPECT_EQ(capture.texts(), std::vector<std::string>{logLine(line, "describe", "no arguments")});
 }
 
-// Traced operations: each answers the line of its guard.
-int tracedReturn(bool early, bool& pastEarlyReturn) {
+// Traced operations: each sets the threshold its exit line meets and records the line of its guard.
+unsigned g_atExit = 0;
+int g_guardLine = 0;
+
+void tracedReturn() {
     BLOG_TRACE();
-    const int guardLine = __LINE__ - 1;
-    if (early) {
-        return guardLine;
-    }
-    pastEarlyReturn = true;
-    return guardLine;
+    g_guardLine = __LINE__ - 1;
+    tvsim::setLogThreshold(g_atExit);
 }
 
-int g_throwingGuardLine = 0;
 void tracedThrow() {
     BLOG_TRACE();
-    g_throwingGuardLine = __LINE__ - 1;
+    g_guardLine = __LINE__ - 1;
+    tvsim::setLogThreshold(g_atExit);
     throw std::runtime_error("leaving");
 }
 
-int g_destructorGuardLine = 0;
 struct Traced {
     ~Traced() {
         BLOG_TRACE();
-        g_destructorGuardLine = __LINE__ - 1;
+        g_guardLine = __LINE__ - 1;
+        tvsim::setLogThreshold(g_atExit);
     }
 };
 
-// Switches the trace level between its entry and its exit.
-int tracedSwitching(unsigned thresholdInside) {
-    BLOG_TRACE();
-    const int guardLine = __LINE__ - 1;
-    tvsim::setLogThreshold(thresholdInside);
-    return guardLine;
-}
-
-struct TraceCase {
-    const char* name;
-    const char* function;
-    int (*run)();  // answers the guard's line
-};
-
-const TraceCase kTraceCases[] = {
-    {"NormalReturn", "tracedReturn",
-     [] {
-         bool past = false;
-         const int line = tracedReturn(false, past);
-         EXPECT_TRUE(past);
-         return line;
-     }},
-    {"EarlyReturn", "tracedReturn",
-     [] {
-         bool past = false;
-         const int line = tracedReturn(true, past);
-         EXPECT_FALSE(past);
-         return line;
-     }},
-    {"Exception", "tracedThrow",
-     [] {
-         EXPECT_THROW(tracedThrow(), std::runtime_error);
-         return g_throwingGuardLine;
-     }},
-    {"Destructor", "~Traced",
-     [] {
-         { Traced traced; }
-         return g_destructorGuardLine;
-     }},
-};
-
-void PrintTo(const TraceCase& trace, std::ostream* out) {
-    *out << trace.name;
-}
-
-class TraceExitTest : public testing::TestWithParam<TraceCase> {};
-
-TEST_P(TraceExitTest, EntryAndExitLinesShareNameFileAndGuardLine) {
-    const TraceCase& trace = GetParam();
-    tvsim::DebugCapture capture;
-
-    const int line = trace.run();
-
-    const auto lines = capture.lines();
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_EQ(lines[0].text, traceLine("->", "IN", line, trace.function));
-    EXPECT_EQ(lines[1].text, traceLine("<-", "OUT", line, trace.function));
-    EXPECT_EQ(lines[0].format, "[TRACE -> %s(IN)] %s:%d:%s() \n");
-    EXPECT_EQ(lines[1].format, "[TRACE <- %s(OUT)] %s:%d:%s() \n");
-    EXPECT_EQ(lines[0].levelWord, kTraceWord);
-    EXPECT_EQ(lines[1].levelWord, kTraceWord);
-    EXPECT_EQ(capture.baseNameCalls(), 1);
-}
-
-INSTANTIATE_TEST_SUITE_P(Exits, TraceExitTest, testing::ValuesIn(kTraceCases),
-                         [](const testing::TestParamInfo<TraceCase>& testInfo) {
-                             return std::string(testInfo.param.name);
-                         });
-
-TEST(TraceScopeTest, TracingOffWritesNothingButLooksUpTheNameOncePerCall) {
-    tvsim::DebugCapture capture(tvsim::kLevelInfo);
-    bool past = false;
-
-    tracedReturn(false, past);
-    tracedReturn(true, past);
-
-    EXPECT_TRUE(capture.lines().empty());
-    EXPECT_EQ(capture.baseNameCalls(), 2);
-    EXPECT_EQ(capture.checkCalls(), 4);
-}
-
-TEST(TraceScopeTest, ExitLineIsDecidedAtExit) {
+// Entry and exit lines share name, file and guard line however the function is left; each is decided when
+// it is due, and the name is looked up once either way.
+TEST(TraceScopeTest, EachExitWritesItsLineWhenTracingIsOnThen) {
     struct Case {
+        const char* function;
+        void (*run)();
         unsigned atEntry;
         unsigned atExit;
-        bool entryLine;
-        bool exitLine;
     };
-    for (const Case& c : {Case{tvsim::kLevelNone, tvsim::kLevelTrace, false, true},
-                          Case{tvsim::kLevelTrace, tvsim::kLevelNone, true, false}}) {
-        SCOPED_TRACE(testing::Message() << "entry " << c.atEntry << ", exit " << c.atExit);
+    const auto leaveByThrowing = [] { EXPECT_THROW(tracedThrow(), std::runtime_error); };
+    const auto leaveADestructor = [] { Traced(); };
+    const unsigned on = tvsim::kLevelTrace;
+    const unsigned off = tvsim::kLevelInfo;
+    for (const Case& c : {Case{"tracedReturn", tracedReturn, on, on}, Case{"tracedThrow", leaveByThrowing, on, on},
+                          Case{"~Traced", leaveADestructor, on, on}, Case{"tracedReturn", tracedReturn, off, off},
+                          Case{"tracedReturn", tracedReturn, off, on}, Case{"tracedReturn", tracedReturn, on, off}}) {
+        SCOPED_TRACE(testing::Message() << c.function << " entry " << c.atEntry << ", exit " << c.atExit);
         tvsim::DebugCapture capture(c.atEntry);
+        g_atExit = c.atExit;
+        c.run();
 
-        const int line = tracedSwitching(c.atExit);
-
-        std::vector<std::string> expected;
-        if (c.entryLine) {
-            expected.push_back(traceLine("->", "IN", line, "tracedSwitching"));
+        std::vector<std::string> texts;
+        std::vector<std::string> formats;
+        if (c.atEntry == on) {
+            texts.push_back(traceLine(true, g_guardLine, c.function));
+            formats.push_back("[TRACE -> %s(IN)] %s:%d:%s() \n");
         }
-        if (c.exitLine) {
-            expected.push_back(traceLine("<-", "OUT", line, "tracedSwitching"));
+        if (c.atExit == on) {
+            texts.push_back(traceLine(false, g_guardLine, c.function));
+            formats.push_back("[TRACE <- %s(OUT)] %s:%d:%s() \n");
         }
-        EXPECT_EQ(capture.texts(), expected);
+        EXPECT_EQ(capture.texts(), texts);
+        for (size_t index = 0; index < capture.lines().size() && index < formats.size(); ++index) {
+            EXPECT_EQ(capture.lines()[index].format, formats[index]);
+            EXPECT_EQ(capture.lines()[index].levelWord, 0x5F1388u);
+        }
+        EXPECT_EQ(capture.baseNameCalls(), 1);
+        EXPECT_EQ(capture.checkCalls(), 2);
     }
 }
 

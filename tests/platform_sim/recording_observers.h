@@ -1,5 +1,5 @@
 // Observers for the simulator's tests: each notification becomes one line of
-// text in an EventLog, together with whether it ran on the callback thread.
+// text in an EventLog.
 #pragma once
 
 #include <frame/process.h>
@@ -7,160 +7,121 @@
 #include <lomodelapi/observer.h>
 #include <tvsim/simulator.h>
 
+#include <gtest/gtest.h>
+
 #include <condition_variable>
+#include <initializer_list>
 #include <mutex>
-#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace simtest {
 
+// Each event is marked " (off the callback thread)" when it arrived on another thread.
 class EventLog {
 public:
     void add(const std::string& event) {
         const tvsim::Simulator* simulator = tvsim::Simulator::current();
+        const bool onCallbackThread = simulator != nullptr && simulator->onCallbackThread();
         std::lock_guard<std::mutex> lock(m_mutex);
-        m_events.push_back(event);
-        if (simulator == nullptr || !simulator->onCallbackThread()) {
-            ++m_offCallbackThread;
-        }
-        m_changed.notify_all();
+        m_events.push_back(event + (onCallbackThread ? "" : " (off the callback thread)"));
     }
-    std::vector<std::string> events() const {
+    // Answers the events so far and forgets them.
+    std::vector<std::string> take() {
         std::lock_guard<std::mutex> lock(m_mutex);
-        return m_events;
-    }
-    void clear() {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_events.clear();
-        m_offCallbackThread = 0;
-    }
-    int offCallbackThread() const {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        return m_offCallbackThread;
-    }
-    // Waits (without a time limit of its own; ctest's applies) until `count` events arrived.
-    void awaitCount(std::size_t count) const {
-        std::unique_lock<std::mutex> lock(m_mutex);
-        m_changed.wait(lock, [&] { return m_events.size() >= count; });
+        return std::move(m_events);
     }
 
 private:
-    mutable std::mutex m_mutex;
-    mutable std::condition_variable m_changed;
-    std::vector<std::string> m_events;
-    int m_offCallbackThread = 0;
+    std::mutex m_mutex;
+    std::vector<std::string> m_events;  // guarded by m_mutex
 };
 
-template <typename T>
-std::string joined(const std::vector<T>& values) {
-    std::ostringstream text;
+inline std::string joined(const std::vector<std::string>& values, const std::string& separator = ",") {
+    std::string text;
     for (std::size_t index = 0; index < values.size(); ++index) {
-        text << (index == 0 ? "" : ",") << values[index];
+        text += (index == 0 ? "" : separator) + values[index];
     }
-    return text.str();
+    return text;
 }
 
-inline std::string joined(const std::vector<lomodelapi::Argument>& arguments) {
-    std::ostringstream text;
-    for (std::size_t index = 0; index < arguments.size(); ++index) {
-        text << (index == 0 ? "" : ",") << static_cast<int>(arguments[index].position) << "=" << arguments[index].value;
-    }
-    return text.str();
-}
-
-// Records into its own log and, when set, into a log shared with other observers.
-template <typename Observer>
-struct Recording : Observer {
-    void record(const std::string& event) {
-        log.add(event);
-        if (also != nullptr) {
-            also->add(event);
-        }
-    }
+struct IntegerObserver : lomodelapi::ObserverNumericInteger {
+    void notifyNewValue(int value) override { log.add("int " + std::to_string(value)); }
     EventLog log;
-    EventLog* also = nullptr;
 };
 
-struct IntegerObserver : Recording<lomodelapi::ObserverNumericInteger> {
-    void notifyNewValue(int value) override { record("int " + std::to_string(value)); }
-};
-
-struct Int64Observer : Recording<lomodelapi::ObserverNumericInt64> {
-    void notifyNewValue(long long value) override { record("int64 " + std::to_string(value)); }
-};
-
-struct StringObserver : Recording<lomodelapi::ObserverString> {
-    void notifyNewValue(const std::string& value) override { record("string " + value); }
-};
-
-struct IntegerVectorObserver : Recording<lomodelapi::ObserverVectorNumericInteger> {
-    void notifyIntegerVector(const std::vector<int>& values) override { record("ints " + joined(values)); }
-};
-
-struct StringVectorObserver : Recording<lomodelapi::ObserverVectorString> {
-    void notifyStringVector(const std::vector<std::string>& values) override { record("strings " + joined(values)); }
-};
-
-struct ActionObserver : Recording<lomodelapi::ObserverAction> {
-    void notifyResult(unsigned int actionId, const std::vector<lomodelapi::Argument>& results) override {
-        record("result " + std::to_string(actionId) + " " + joined(results));
+struct ActionObserver : lomodelapi::ObserverAction {
+    // Result lists are the library's to check: the simulator hands them on as they are.
+    void notifyResult(unsigned int actionId, const std::vector<lomodelapi::Argument>&) override {
+        log.add("result " + std::to_string(actionId));
     }
     void notifyExecutionError(unsigned int actionId, int error) override {
-        record("error " + std::to_string(actionId) + " " + std::to_string(error));
+        log.add("error " + std::to_string(actionId) + " " + std::to_string(error));
     }
+    EventLog log;
 };
 
-struct TableObserver : Recording<lomodelapi::ObserverTable> {
-    void notifyUpdate(int change) override { record("update " + std::to_string(change)); }
-};
-
-struct IteratorObserver : Recording<lomodelapi::ObserverTableIterator> {
-    void notifyCommit(int status) override { record("commit " + std::to_string(status)); }
-    void notifyTotalCount(int count) override { record("total " + std::to_string(count)); }
-    void notifySeekToRow(int row) override { record("seek " + std::to_string(row)); }
-    void notifySeekToContent(int row) override { record("content " + std::to_string(row)); }
-    void notifyCursorPosition(int row) override { record("cursor " + std::to_string(row)); }
-    void notifyReadRow(const std::vector<std::string>& row) override { record("row " + joined(row)); }
+struct IteratorObserver : lomodelapi::ObserverTableIterator {
+    void notifyCommit(int status) override { log.add("commit " + std::to_string(status)); }
+    void notifyTotalCount(int count) override { log.add("total " + std::to_string(count)); }
+    void notifySeekToRow(int row) override { log.add("seek " + std::to_string(row)); }
+    void notifySeekToContent(int row) override { log.add("content " + std::to_string(row)); }
+    void notifyCursorPosition(int row) override { log.add("cursor " + std::to_string(row)); }
+    void notifyReadRow(const std::vector<std::string>& row) override { log.add("row " + joined(row)); }
     void notifyReadRowChunk(const std::vector<const std::vector<std::string>*>& rows) override {
         std::string text = "chunk";
         for (const std::vector<std::string>* row : rows) {
             text += " [" + joined(*row) + "]";
         }
-        record(text);
+        log.add(text);
     }
-    void notifyIteratorReady(int status) override { record("ready " + std::to_string(status)); }
-    void notifyUpdate(int change) override { record("update " + std::to_string(change)); }
+    void notifyIteratorReady(int status) override { log.add("ready " + std::to_string(status)); }
+    void notifyUpdate(int change) override { log.add("update " + std::to_string(change)); }
+    EventLog log;
 };
+
+// Arguments in list order, each {position, value}.
+inline std::vector<lomodelapi::Argument> arguments(std::initializer_list<std::pair<int, std::string>> items) {
+    std::vector<lomodelapi::Argument> list;
+    for (const auto& [position, value] : items) {
+        lomodelapi::Argument argument;
+        argument.position = static_cast<std::int8_t>(position);
+        argument.value = value;
+        list.push_back(argument);
+    }
+    return list;
+}
 
 // The root interface as a client finds it through the process framework.
 inline RootInterface* lookUpRoot() {
     boost::shared_ptr<frame::Interface> reference;
-    if (frame::Process::getInstance().getInterfaceReference(reference, "orvik.lm.interfaces.tvapi.RootInterface") !=
-            0 ||
-        !reference) {
-        return nullptr;
-    }
-    return static_cast<RootInterface*>(reference->getObject());
+    frame::Process::getInstance().getInterfaceReference(reference, "orvik.lm.interfaces.tvapi.RootInterface");
+    return reference ? static_cast<RootInterface*>(reference->getObject()) : nullptr;
+}
+
+template <typename Object = ModelObject>
+Object* connect(const std::string& path, lomodelapi::Observer* observer) {
+    ModelObject* object = nullptr;
+    EXPECT_EQ(0, lookUpRoot()->connect(path, observer, object)) << path;
+    return static_cast<Object*>(object);
 }
 
 // Holds the callback thread inside one notification until released, so that
 // tests can queue work behind it deterministically.
 class CallbackThreadBlocker : public lomodelapi::ObserverNumericInteger {
 public:
-    static constexpr const char* kPath = "test.blocker";
-
     explicit CallbackThreadBlocker(tvsim::Simulator& simulator) : m_simulator(simulator) {
-        m_simulator.addInteger(kPath, 0);
-        lookUpRoot()->connect(kPath, this, m_object);
+        m_simulator.addInteger("test.blocker", 0);
+        m_object = connect("test.blocker", this);
     }
     ~CallbackThreadBlocker() override {
         release();
-        lookUpRoot()->disconnect(kPath, this, m_object);
+        lookUpRoot()->disconnect("test.blocker", this, m_object);
     }
     // Returns once the callback thread is held.
     void block() {
-        m_simulator.setInteger(kPath, 1);
+        m_simulator.setInteger("test.blocker", 1);
         std::unique_lock<std::mutex> lock(m_mutex);
         m_changed.wait(lock, [&] { return m_holding; });
     }
@@ -181,8 +142,8 @@ private:
     ModelObject* m_object = nullptr;
     std::mutex m_mutex;
     std::condition_variable m_changed;
-    bool m_holding = false;
-    bool m_released = false;
+    bool m_holding = false;   // guarded by m_mutex
+    bool m_released = false;  // guarded by m_mutex
 };
 
 }  // namespace simtest

@@ -1,6 +1,7 @@
-// sactl as a script sees it: each case runs the tool with its arguments and
+// sactl as a script sees it: each case runs a command line with the tool and
 // checks the exit code, standard output, and standard error, which holds
-// exactly one line whenever the tool fails.
+// exactly one line whenever the tool fails. The cases also drive the library
+// end to end, so their outputs are matched exactly where they are stable.
 #include <gtest/gtest.h>
 
 #include <sys/wait.h>
@@ -16,9 +17,6 @@
 
 namespace {
 
-const std::string kExample = std::string(SACTL_MODELS_DIR) + "/example_tv.json";
-const std::string kBadRowWidth = std::string(SACTL_MODELS_DIR) + "/bad_row_width.json";
-
 struct SactlRun {
     int exitCode = -1;
     std::string out;
@@ -26,294 +24,153 @@ struct SactlRun {
 };
 
 std::string shellQuoted(const std::string& text) {
-    std::string quoted = "'";
-    for (char c : text) {
-        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    }
-    return quoted + "'";
+    return "'" + std::regex_replace(text, std::regex("'"), "'\\''") + "'";
 }
 
-std::string readAll(std::FILE* stream) {
-    std::string text;
-    char buffer[4096];
-    for (std::size_t count; (count = std::fread(buffer, 1, sizeof buffer, stream)) > 0;) {
-        text.append(buffer, count);
-    }
-    return text;
+std::string readFile(const std::string& path) {
+    std::ostringstream text;
+    text << std::ifstream(path).rdbuf();
+    return text.str();
 }
 
-SactlRun runSactl(const std::vector<std::string>& arguments) {
-    // ctest runs cases in parallel processes, each with its own file.
-    const std::string errFile = ::testing::TempDir() + "sactl_test_stderr_" + std::to_string(getpid()) + ".txt";
-    std::string command = shellQuoted(SACTL_PATH);
-    for (const std::string& argument : arguments) {
-        command += " " + shellQuoted(argument);
-    }
-    command += " 2>" + shellQuoted(errFile);
-    SactlRun run;
-    std::FILE* pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr) {
-        ADD_FAILURE() << "cannot run " << command;
-        return run;
-    }
-    run.out = readAll(pipe);
-    const int status = pclose(pipe);
-    run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    std::ifstream err(errFile);
-    std::ostringstream errText;
-    errText << err.rdbuf();
-    run.err = errText.str();
-    std::remove(errFile.c_str());
+// Runs a shell command line in which $SACTL is the tool and $MODELS its model files' folder. ctest runs
+// cases in parallel processes, each with its own files.
+SactlRun runSactl(const std::string& commandLine) {
+    const std::string files = ::testing::TempDir() + "sactl_test_" + std::to_string(getpid());
+    const std::string command = "SACTL=" + shellQuoted(SACTL_PATH) + " MODELS=" + shellQuoted(SACTL_MODELS_DIR) + "; " +
+                                commandLine + " >" + files + ".out 2>" + files + ".err";
+    const int status = std::system(command.c_str());
+    SactlRun run{WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(files + ".out"), readFile(files + ".err")};
+    std::remove((files + ".out").c_str());
+    std::remove((files + ".err").c_str());
     return run;
 }
 
 struct SactlCase {
     const char* name;
-    std::vector<std::string> arguments;
+    const char* commandLine;
     int exitCode;
-    std::vector<std::string> out;  // regular expressions found in this order on standard output; none: it is empty
-    std::string err;               // on failure, found in its one line; on success, found in it; empty: it is empty
+    std::string out;  // a regular expression found on standard output; empty: the output is empty
+    std::string err;  // on failure, the one line after "sactl: "; on success, found in it; empty: it is empty
 };
 
-const std::vector<SactlCase> kCases = {
+const SactlCase kCases[] = {
     // Values on the default model.
-    {"ListShowsPathsWithTheirTypes",
-     {"list"},
-     0,
-     {R"(orvik\.sl2\.i32\.tvservice\.no-banner +integer\n)", R"(orvik\.sl2\.table\.channels +table\n)"},
+    {"ListTakesAPrefix", R"($SACTL list orvik.sl2.vstr.)", 0,
+     R"(^orvik\.sl2\.vstr\.audio\.languages +string-vector\norvik\.sl2\.vstr\.subtitle\.languages +string-vector\n$)",
      ""},
-    {"ListTakesAPrefix",
-     {"list", "orvik.sl2.vstr."},
-     0,
-     {R"(^orvik\.sl2\.vstr\.audio\.languages +string-vector\norvik\.sl2\.vstr\.subtitle\.languages +string-vector\n$)"},
-     ""},
-    {"ListOfAnUnknownPrefixFails", {"list", "nowhere."}, 1, {}, R"(no model path starts with 'nowhere\.')"},
-    {"GetReadsAStringVector",
-     {"get", "orvik.sl2.vstr.audio.languages"},
-     0,
-     {R"(^orvik\.sl2\.vstr\.audio\.languages = \["eng","fra","deu"\]\n$)"},
-     ""},
-    {"GetPrintsJsonForScripts",
-     {"--json", "get", "orvik.sl2.i64.system.uptime-ms"},
-     0,
-     {R"(^\{"path":"orvik\.sl2\.i64\.system\.uptime-ms","type":"int64","value":6048000000\}\n$)"},
-     ""},
-    {"SetWritesANegativeIntegerAndReadsItBack",
-     {"set", "orvik.sl2.i32.audio.volume", "-5"},
-     0,
-     {R"(^orvik\.sl2\.i32\.audio\.volume = -5\n$)"},
-     ""},
-    {"SetWritesAnInt64BeyondThe32BitRange",
-     {"set", "orvik.sl2.i64.epg.last-update", "9000000000000"},
-     0,
-     {R"(= 9000000000000\n$)"},
-     ""},
-    {"SetWritesAStringVectorGivenAsJson",
-     {"set", "orvik.sl2.vstr.audio.languages", R"(["nor", "swe"])"},
-     0,
-     {R"(= \["nor","swe"\]\n$)"},
-     ""},
-    {"SetTakesAStringAsItIs",
-     {"set", "orvik.sl2.str.system.menu-language", "[not json"},
-     0,
-     {R"(= \[not json\n$)"},
-     ""},
-    {"UnknownPathFails", {"get", "orvik.sl2.i32.nothing"}, 1, {}, R"(unknown path 'orvik\.sl2\.i32\.nothing')"},
-    {"ActionIsNotAValue",
-     {"get", "orvik.sl2.action.source.switch"},
-     1,
-     {},
+    {"GetReadsAStringVector", R"($SACTL get orvik.sl2.vstr.audio.languages)", 0,
+     R"(^orvik\.sl2\.vstr\.audio\.languages = \["eng","fra","deu"\]\n$)", ""},
+    {"GetPrintsJsonForScripts", R"($SACTL --json get orvik.sl2.i64.system.uptime-ms)", 0,
+     R"(^\{"path":"orvik\.sl2\.i64\.system\.uptime-ms","type":"int64","value":6048000000\}\n$)", ""},
+    {"SetWritesANegativeIntegerAndReadsItBack", R"($SACTL set orvik.sl2.i32.audio.volume -5)", 0,
+     R"(^orvik\.sl2\.i32\.audio\.volume = -5\n$)", ""},
+    {"SetWritesAnInt64", R"($SACTL set orvik.sl2.i64.epg.last-update 9000000000000)", 0, R"(= 9000000000000\n$)", ""},
+    {"SetWritesAStringVectorGivenAsJson", R"($SACTL set orvik.sl2.vstr.audio.languages '["nor", "swe"]')", 0,
+     R"(= \["nor","swe"\]\n$)", ""},
+    {"UnknownPathFails", R"($SACTL get orvik.sl2.i32.nothing)", 1, "",
+     R"(unknown path 'orvik\.sl2\.i32\.nothing' \(sactl list shows the model's paths\))"},
+    {"ActionIsNotAValue", R"($SACTL get orvik.sl2.action.source.switch)", 1, "",
      R"('orvik\.sl2\.action\.source\.switch' is an action, not a value)"},
-    {"TableIsNotAValue", {"set", "orvik.sl2.table.channels", "1"}, 1, {}, "is a table, not a value"},
-    {"BadIntegerTextFails",
-     {"set", "orvik.sl2.i32.audio.volume", "loud"},
-     1,
-     {},
+    {"BadIntegerTextFails", R"($SACTL set orvik.sl2.i32.audio.volume loud)", 1, "",
      R"(bad value for 'orvik\.sl2\.i32\.audio\.volume' \(integer\): "loud" is not an integer)"},
-    {"IntegerOutOfRangeFails",
-     {"set", "orvik.sl2.i32.audio.volume", "3000000000"},
-     1,
-     {},
-     "3000000000 is out of range for a 32-bit integer"},
-    {"BadVectorElementFails",
-     {"set", "orvik.sl2.vi32.tvservice.favourite-channels", R"([1,"x"])"},
-     1,
-     {},
-     R"(element 1: expected an integer, got the string "x")"},
-    {"ValueIsNotAnAction", {"invoke", "orvik.sl2.i32.audio.volume"}, 1, {}, "is an integer, not an action"},
+    {"IntegerOutOfRangeFails", R"($SACTL set orvik.sl2.i32.audio.volume 3000000000)", 1, "",
+     R"(bad value for 'orvik\.sl2\.i32\.audio\.volume' \(integer\): 3000000000 is out of range for a 32-bit integer \(-2147483648 to 2147483647\))"},
+    {"BadVectorElementFails", R"($SACTL set orvik.sl2.vi32.tvservice.favourite-channels '[1,"x"]')", 1, "",
+     R"(bad value for 'orvik\.sl2\.vi32\.tvservice\.favourite-channels' \(integer-vector\): element 1: expected an integer, got the string "x")"},
 
     // Watching.
     {"WatchPrintsInitialValuesAndEachChangeTheStepsCause",
-     {"watch", "orvik.sl2.i32.audio.volume", "orvik.sl2.str.tvservice.channel-name", "--then",
-      "set orvik.sl2.i32.audio.volume 30", "--then", "tv-set orvik.sl2.i32.audio.volume 31", "--then",
-      "source setChannelNext"},
+     R"($SACTL watch orvik.sl2.i32.audio.volume orvik.sl2.str.tvservice.channel-name --then 'set orvik.sl2.i32.audio.volume 30' --then 'tv-set orvik.sl2.i32.audio.volume 31' --then 'source setChannelNext')",
      0,
-     {R"(^\[[0-9:.]{12}\] initial orvik\.sl2\.i32\.audio\.volume = 12\n)"
-      R"(\[[0-9:.]{12}\] initial orvik\.sl2\.str\.tvservice\.channel-name = News One\n)"
-      R"(> set orvik\.sl2\.i32\.audio\.volume 30\n\[[0-9:.]{12}\] changed orvik\.sl2\.i32\.audio\.volume = 30\n)"
-      R"(> tv-set orvik\.sl2\.i32\.audio\.volume 31\n\[[0-9:.]{12}\] changed orvik\.sl2\.i32\.audio\.volume = 31\n)"
-      R"(> source setChannelNext\n\[[0-9:.]{12}\] changed orvik\.sl2\.str\.tvservice\.channel-name = Sport Two\n$)"},
-     ""},
-    {"WatchStopsAfterCount",
-     {"watch", "orvik.sl2.i32.audio.mute", "--count", "1", "--then", "set orvik.sl2.i32.audio.mute 1", "--then",
-      "set orvik.sl2.i32.audio.mute 0"},
-     0,
-     {R"(changed orvik\.sl2\.i32\.audio\.mute = 1\n$)"},
+     R"(^\[[0-9:.]{12}\] initial orvik\.sl2\.i32\.audio\.volume = 12\n)"
+     R"(\[[0-9:.]{12}\] initial orvik\.sl2\.str\.tvservice\.channel-name = News One\n)"
+     R"(> set orvik\.sl2\.i32\.audio\.volume 30\n\[[0-9:.]{12}\] changed orvik\.sl2\.i32\.audio\.volume = 30\n)"
+     R"(> tv-set orvik\.sl2\.i32\.audio\.volume 31\n\[[0-9:.]{12}\] changed orvik\.sl2\.i32\.audio\.volume = 31\n)"
+     R"(> source setChannelNext\n\[[0-9:.]{12}\] changed orvik\.sl2\.str\.tvservice\.channel-name = Sport Two\n$)",
      ""},
     {"WatchSeeingFewerChangesThanCountFails",
-     {"watch", "orvik.sl2.i32.audio.mute", "--count", "2", "--then", "set orvik.sl2.i32.audio.mute 1"},
-     1,
-     {R"(changed orvik\.sl2\.i32\.audio\.mute = 1\n$)"},
-     "watch saw 1 of the 2 changes it expected"},
-    {"WatchTakesOneStepPerThen",
-     {"watch", "orvik.sl2.i32.audio.volume", "--then", "set orvik.sl2.i32.audio.mute 1", "orvik.sl2.i32.audio.mute"},
-     0,
-     {R"(initial orvik\.sl2\.i32\.audio\.mute = 0\n)", R"(changed orvik\.sl2\.i32\.audio\.mute = 1\n$)"},
-     ""},
-    {"WatchRefusesAnUnknownStep",
-     {"watch", "orvik.sl2.i32.audio.mute", "--then", "poke it"},
-     1,
-     {"initial"},
-     "bad --then step 'poke it'"},
+     R"($SACTL watch orvik.sl2.i32.audio.mute --count 2 --then 'set orvik.sl2.i32.audio.mute 1')", 1,
+     R"(changed orvik\.sl2\.i32\.audio\.mute = 1\n$)", "watch saw 1 of the 2 changes it expected"},
 
     // Actions and tables.
-    {"InvokePrintsTheResults",
-     {"invoke", "orvik.sl2.action.system.get-version", "0=now"},
-     0,
-     {R"(^orvik\.sl2\.action\.system\.get-version \(action id 1\) -> \["4\.2\.1","sim"\]\n$)"},
-     ""},
+    {"InvokePrintsTheResults", R"($SACTL invoke orvik.sl2.action.system.get-version 0=now)", 0,
+     R"(^orvik\.sl2\.action\.system\.get-version \(action id 1\) -> \["4\.2\.1","sim"\]\n$)", ""},
     {"InvokeFillsUnnamedPositions",
-     {"--model", kExample, "invoke", "example.action.picture.calibrate"},
-     0,
-     {R"(-> \["done","42"\]\n$)"},
-     ""},
-    {"InvokeReportsTheFailureCode",
-     {"--model", kExample, "invoke", "example.action.system.reboot"},
-     1,
-     {},
-     R"('example\.action\.system\.reboot' failed with code 7 \(action id 1\))"},
+     R"($SACTL --model "$MODELS/example_tv.json" invoke example.action.picture.calibrate)", 0,
+     R"(^example\.action\.picture\.calibrate \(action id 1\) -> \["done","42"\]\n$)", ""},
+    {"InvokeReportsTheFailureCode", R"($SACTL --model "$MODELS/example_tv.json" invoke example.action.system.reboot)",
+     1, "", R"('example\.action\.system\.reboot' failed with code 7 \(action id 1\))"},
     {"InvokeGivesUpAfterTheTimeout",
-     {"--model", kExample, "--timeout", "50", "invoke", "example.action.system.silent"},
-     1,
-     {},
+     R"($SACTL --model "$MODELS/example_tv.json" --timeout 50 invoke example.action.system.silent)", 1, "",
      R"(no outcome for 'example\.action\.system\.silent' \(action id 1\) within 50 ms)"},
-    {"InvokeRefusesAnArgumentWithoutPosition",
-     {"invoke", "orvik.sl2.action.system.get-version", "now"},
-     1,
-     {},
-     "bad argument 'now': expected POSITION=VALUE"},
-    {"TablePrintsColumnsAndEveryRow",
-     {"table", "orvik.sl2.table.channels"},
-     0,
-     {R"(^uuid +uri +name +number +folder-uuid\n)",
-      R"(c0a80001-0000-4000-8000-000000000001 +dvb://1\.1\.101 +News One +1 )",
-      R"(c0a80001-0000-4000-8000-000000000012 +dvb://1\.2\.202 +Radio Twelve +12 +f0000001-\S+\n$)"},
+    {"TablePrintsColumnsAndEveryRow", R"($SACTL table orvik.sl2.table.channels)", 0,
+     R"(^uuid +uri +name +number +folder-uuid\nc0a80001-0000-4000-8000-000000000001 +dvb://1\.1\.101 +News One +1 )"
+     R"([\s\S]*c0a80001-0000-4000-8000-000000000012 +dvb://1\.2\.202 +Radio Twelve +12 +f0000001-\S+\n$)",
      ""},
     {"TablePrintsOneJsonObjectPerRow",
-     {"--model", kExample, "--json", "table", "example.table.channels"},
-     0,
-     {R"(\{"cells":\{"folder-uuid":"radio","name":"Gamma","uri":"dvb://9\.9\.3","uuid":"ch-3"\},"row":2,)"
-      R"("table":"example\.table\.channels"\}\n$)"},
+     R"($SACTL --model "$MODELS/example_tv.json" --json table example.table.channels)", 0,
+     R"(\{"cells":\{"folder-uuid":"radio","name":"Gamma","uri":"dvb://9\.9\.3","uuid":"ch-3"\},"row":2,)"
+     R"("table":"example\.table\.channels"\}\n$)",
      ""},
 
     // Source switching.
-    {"SourceShowsWhatWasSentAndTheTvState",
-     {"source", "setChannelNext"},
-     0,
-     {R"(^setChannelNext\(\) -> true\n  sent: \[0\]="ss_access_timercontrol[0-9]+_1" \[1\]="8" \[2\]="hbbtv" )"
-      R"(\[3\]="\+1" \[5\]="2"\n  TV now: .*channel-index=1 "Sport Two" dvb://1\.1\.102 no-banner=0\n$)"},
+    {"SourceShowsWhatWasSentAndTheTvState", R"($SACTL source setChannelNext)", 0,
+     R"(^setChannelNext\(\) -> true\n  sent: \[0\]="ss_access_timercontrol[0-9]+_1" \[1\]="8" \[2\]="hbbtv" )"
+     R"(\[3\]="\+1" \[5\]="2"\n  TV now: .*channel-index=1 "Sport Two" dvb://1\.1\.102 no-banner=0\n$)",
      ""},
-    {"SourceTakesResourceNames",
-     {"source", "requestResourceFromSystem", "psi-av"},
-     0,
-     {R"(\[3\]="7"\n  TV now: video=web-engine audio=web-engine psi=web-engine )"},
-     ""},
-    {"SourceQuietFlagWritesTheNoBannerValue",
-     {"source", "setQuietFlag", "1"},
-     0,
-     {R"(^setQuietFlag\(1\) -> 0\n  sent: nothing \(no action invoked\)\n.* no-banner=1\n$)"},
-     ""},
+    {"SourceTakesResourceNames", R"($SACTL source requestResourceFromSystem psi-av)", 0,
+     R"(\[3\]="7"\n  TV now: video=web-engine audio=web-engine psi=web-engine )", ""},
+    {"SourceQuietFlagWritesTheNoBannerValue", R"($SACTL source setQuietFlag 1)", 0,
+     R"(^setQuietFlag\(1\) -> 0\n  sent: nothing \(no action invoked\)\n.* no-banner=1\n$)", ""},
     {"SourceByUuidsOnAModelFile",
-     {"--model", kExample, "source", "setChannelByUUIDs", "ch-3", "radio", "true"},
-     0,
-     {R"(\[4\]="radio" \[5\]="2" \[5\]="1"\n.*channel-index=2 "Gamma")"},
-     ""},
-    {"SourceRefusedByTheTvFails",
-     {"source", "setChannelByURI", "dvb://0.0.0", "0"},
-     1,
-     {},
+     R"($SACTL --model "$MODELS/example_tv.json" source setChannelByUUIDs ch-3 radio true)", 0,
+     R"(\[4\]="radio" \[5\]="2" \[5\]="1"\n.*channel-index=2 "Gamma")", ""},
+    {"SourceRefusedByTheTvFails", R"($SACTL source setChannelByURI dvb://0.0.0 0)", 1, "",
      R"(setChannelByURI\("dvb://0\.0\.0", 0\) failed: the TV answered failure code 106 \(no such channel\))"},
-    {"SourceUnknownResourceFails",
-     {"source", "releaseResourceToSystem", "2"},
-     1,
-     {},
-     R"(failure code 105 \(unknown resource type\))"},
-    {"SourceBadFlagFails", {"source", "setChannelByURI", "dvb://1.1.101", "maybe"}, 1, {}, "bad FORCE 'maybe'"},
 
     // The demo, options and the command line.
-    {"DemoRunsEveryTypicalRequest",
-     {"demo"},
-     0,
-     {R"(setQuietFlag\(1\) -> 0\n)", R"(notified orvik\.sl2\.i32\.audio\.volume = 30\n)",
-      R"(pauseAV\(\) -> true\n  sent: \[0\]="ss_access_timercontrol[0-9]+_1" \[1\]="2" \[2\]="hbbtv" \[3\]="3"\n)",
-      R"(resumeAV\(\) -> true\n)", R"(dvb://1\.2\.202 +Radio Twelve)", R"(setChannelNext\(\) -> true\n)",
-      R"(setChannelPrev\(\) -> true\n)", R"(setChannelByURI\("dvb://1\.1\.105", 1\) -> true\n)",
-      R"(setChannelByUUIDs\("c0a80001-0000-4000-8000-000000000011", "f0000001-0000-4000-8000-0000000000b2", 0\) -> true)",
-      R"(notified orvik\.sl2\.str\.tvservice\.channel-name = Radio Eleven\n)", R"(failure code 106)"},
+    {"DemoRunsEveryTypicalRequest", R"($SACTL demo)", 0,
+     R"(setQuietFlag\(1\) -> 0\n[\s\S]*notified orvik\.sl2\.i32\.audio\.volume = 30\n[\s\S]*)"
+     R"(pauseAV\(\) -> true\n  sent: \[0\]="ss_access_timercontrol[0-9]+_1" \[1\]="2" \[2\]="hbbtv" \[3\]="3"\n[\s\S]*)"
+     R"(resumeAV\(\) -> true\n[\s\S]*dvb://1\.2\.202 +Radio Twelve[\s\S]*setChannelNext\(\) -> true\n[\s\S]*)"
+     R"(setChannelPrev\(\) -> true\n[\s\S]*setChannelByURI\("dvb://1\.1\.105", 1\) -> true\n[\s\S]*)"
+     R"(setChannelByUUIDs\("c0a80001-0000-4000-8000-000000000011", "f0000001-0000-4000-8000-0000000000b2", 0\) )"
+     R"(-> true[\s\S]*notified orvik\.sl2\.str\.tvservice\.channel-name = Radio Eleven\n[\s\S]*failure code 106)",
      ""},
-    {"MalformedModelFileNamesTheProblem",
-     {"--model", kBadRowWidth, "list"},
-     1,
-     {},
-     R"(bad_row_width\.json: /tables/0/rows/1: the row has 2 cells but the table has 3 columns)"},
-    {"MissingModelFileFails",
-     {"--model", "/nonexistent/tv.json", "list"},
-     1,
-     {},
-     R"(/nonexistent/tv\.json: cannot read the file)"},
-    {"BadLogLevelFails", {"--log-level", "loud", "list"}, 1, {}, "bad --log-level 'loud'"},
-    {"LogLevelShowsTheLibrarysLines",
-     {"--log-level", "trace", "source", "pauseAV"},
-     0,
-     {R"(pauseAV\(\) -> true)"},
+    {"MalformedModelFileNamesTheProblem", R"($SACTL --model "$MODELS/bad_row_width.json" list)", 1, "",
+     "[^\n]*/tests/tools/models/bad_row_width\\.json: /tables/0/rows/1: the row has 2 cells but the table has 3 "
+     "columns"},
+    {"BadLogLevelFails", R"($SACTL --log-level loud list)", 1, "",
+     "bad --log-level 'loud': give a number such as 1000 or one of none, always, error, info, trace"},
+    {"LogLevelShowsTheLibrarysLines", R"($SACTL --log-level trace source pauseAV)", 0, R"(pauseAV\(\) -> true)",
      R"(\[B-LOG\] source_switch_access\.cpp:[0-9]+:pauseAV\(\): enter\n)"},
-    {"EverySubcommandHasHelp",
-     {"source", "setChannelByURI", "--help"},
-     0,
-     {R"(Usage: sactl source setChannelByURI \[OPTIONS\] URI FORCE)"},
-     ""},
-    {"MissingArgumentFails", {"get"}, 106, {}, "PATH is required"},
+    {"LogLevelFromTheEnvironment", R"(SYSACCESS_LOG_LEVEL=trace $SACTL source pauseAV)", 0, R"(pauseAV\(\) -> true)",
+     R"(\[TRACE -> pauseAV\(IN\)\] source_switch_access\.cpp:[0-9]+:pauseAV\(\) \n)"},
+    {"MissingArgumentFails", R"($SACTL get)", 106, "", R"(PATH is required \(see --help\))"},
 };
 
 class SactlTest : public ::testing::TestWithParam<SactlCase> {};
 
 TEST_P(SactlTest, ExitCodeAndOutput) {
     const SactlCase& expected = GetParam();
-    const SactlRun run = runSactl(expected.arguments);
+    const SactlRun run = runSactl(expected.commandLine);
     EXPECT_EQ(expected.exitCode, run.exitCode) << run.err;
-
     if (expected.out.empty()) {
         EXPECT_EQ("", run.out);
+    } else {
+        EXPECT_TRUE(std::regex_search(run.out, std::regex(expected.out))) << run.out;
     }
-    std::string::const_iterator from = run.out.begin();
-    for (const std::string& pattern : expected.out) {
-        std::smatch found;
-        ASSERT_TRUE(std::regex_search(from, run.out.end(), found, std::regex(pattern)))
-            << "missing " << pattern << " in order in:\n"
-            << run.out;
-        from = found[0].second;
-    }
-
     if (expected.err.empty()) {
         EXPECT_EQ("", run.err);
     } else if (expected.exitCode != 0) {
-        EXPECT_TRUE(std::regex_match(run.err, std::regex("sactl: .*" + expected.err + ".*\n"))) << run.err;
+        EXPECT_TRUE(std::regex_match(run.err, std::regex("sactl: " + expected.err + "\n"))) << run.err;
     } else {
         EXPECT_TRUE(std::regex_search(run.err, std::regex(expected.err))) << run.err;
     }
 }
 
 INSTANTIATE_TEST_SUITE_P(Sactl, SactlTest, ::testing::ValuesIn(kCases),
-                         [](const ::testing::TestParamInfo<SactlCase>& param) { return param.param.name; });
+                         [](const auto& test) { return std::string(test.param.name); });
 
 }  // namespace
