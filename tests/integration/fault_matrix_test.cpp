@@ -259,12 +259,6 @@ const FaultRow kRows[] = {
     {"NullRootObject", [](FaultMatrix& m) { m.sim.nullRootObject(true); },
      [](FaultMatrix& m) -> long long { return m.integer.connect(100); }, STATUS_ERR_CONNECT_FAILED, 1, 0,
      {connectFailed("-1")}, nullptr, [](FaultMatrix& m) { m.sim.nullRootObject(false); }, readInteger, 0},
-    {"DisconnectWithoutRootInterface", [](FaultMatrix& m) { m.sim.nullRootObject(true); },
-     [](FaultMatrix& m) -> long long { return m.string.disconnect(); }, 0, 0, 0, {},
-     [](FaultMatrix& m) { EXPECT_TRUE(m.sim.disconnects().empty()); },  // no platform call, the object forgotten
-     [](FaultMatrix& m) { m.sim.nullRootObject(false); }, readString, 0},
-
-    // ---- Connecting a model object; readInteger connects on demand with the stored 1000 ms ----
     {"UnknownPath", [](FaultMatrix& m) { m.sim.remove(kInteger); },
      readInteger, STATUS_ERR_CONNECT_FAILED, 10, 0,
      {connectFailed(std::to_string(tvsim::kStatusUnknownPath)), onDemandConnectFailed(kInteger)},
@@ -284,26 +278,6 @@ const FaultRow kRows[] = {
      [](FaultMatrix& m) -> long long { return m.integer.connect(1000); }, STATUS_ERR_VALUE_TYPE_MISMATCH, 0, 0,
      {typeMismatch(kInteger, "ObserverNumericInteger")}, givenBack,
      [](FaultMatrix& m) { m.sim.reportType(kInteger, lomodelapi::OBJECT_TYPE_NUMERIC_INTEGER); }, readInteger, 0},
-    {"WrongTypeOnDemand", [](FaultMatrix& m) { m.sim.reportType(kInteger, lomodelapi::OBJECT_TYPE_STRING); },
-     readInteger, STATUS_ERR_VALUE_TYPE_MISMATCH, 0, 0,
-     {typeMismatch(kInteger, "ObserverNumericInteger"),
-      {kBase, "tryConnectIfNeeded", "BizValue connect failed:'%s', ret: %d",
-       std::string("BizValue connect failed:'") + kInteger + "', ret: 6", kWordError}},
-     givenBack, [](FaultMatrix& m) { m.sim.reportType(kInteger, lomodelapi::OBJECT_TYPE_NUMERIC_INTEGER); },
-     readInteger, 0},
-    {"ActionOfWrongType", [](FaultMatrix& m) { m.sim.reportType(kAction, lomodelapi::OBJECT_TYPE_STRING); },
-     [](FaultMatrix& m) -> long long {
-         ActionAccess fresh(kAction);
-         const int status = fresh.connect(1000);
-         EXPECT_EQ(-1, fresh.invoke(m.invokedId, kArguments));  // still unconnected
-         return status;
-     }, STATUS_ERR_VALUE_TYPE_MISMATCH, 0, 0,
-     {typeMismatch(kAction, "ObserverAction"),
-      {kActionFile, "invoke", "No Access yet.", "No Access yet.", kWordError}}, givenBack,
-     [](FaultMatrix& m) { m.sim.reportType(kAction, lomodelapi::OBJECT_TYPE_ACTION); },
-     [](FaultMatrix&) -> long long { return ActionAccess(kAction).connect(1000); }, 0},
-
-    // ---- Reading: the platform's status passes through, the output stays as it was ----
     {"PlatformGetterFails", [](FaultMatrix& m) { m.sim.failGetter(kString, 17); }, readString, 17, 0, 0, {},
      nullptr, [](FaultMatrix& m) { m.sim.failGetter(kString, 0); }, readString, 0},
 

@@ -124,9 +124,22 @@ TEST_F(ActionAccessTest, ConnectBindsTheAccessorAndDestructionGivesTheObjectBack
     sim.flush();
     EXPECT_TRUE(other->outcomes().empty());
 
+    // Unconnected (here: refused for its type), an accessor invokes nothing and says so.
+    sim.reportType(kAction, lomodelapi::OBJECT_TYPE_STRING);
+    ActionAccess refused(kAction);
+    EXPECT_EQ(STATUS_ERR_VALUE_TYPE_MISMATCH, refused.connect(0));
+    unsigned int actionId = 4711;
+    EXPECT_EQ(-1, refused.invoke(actionId, {argument(0, "go")}));
+    EXPECT_EQ(4711u, actionId);
+    EXPECT_EQ(1, countLines(capture, logLine(kFile, "invoke", "No Access yet."), testsupport::kWordError));
+    EXPECT_EQ(1, countLines(capture, logLine("value_access_base.cpp", "connect",
+                                             std::string("Observer Type not match for ") + kAction +
+                                                 ",( 2 ) vs ObserverAction ")));
+    EXPECT_TRUE(sim.invokes().empty());
+
     // Disconnect without an object still calls the platform, with null.
     EXPECT_EQ(0, ActionAccess(kAction).disconnect());
-    EXPECT_EQ(nullptr, sim.disconnects().at(1).object);
+    EXPECT_EQ(nullptr, sim.disconnects().back().object);
 }
 
 }  // namespace

@@ -38,17 +38,6 @@ protected:
     }
 };
 
-TEST_F(ValueAccessBaseTest, AccessTypeNameCoversEveryCodeAndFallsBackToNone) {
-    std::string names;
-    for (int code = -1; code <= 9; ++code) {
-        names += std::string(ValueAccessBase::accessTypeName(static_cast<lomodelapi::ObjectTypeSpec>(code))).substr(12);
-        names += " ";
-    }
-    EXPECT_EQ(names,
-              "NONE NONE NUMERIC_INTEGER STRING VECTOR_NUMERIC_INTEGER VECTOR_STRING ACTION TABLE VECTOR_INTEGER "
-              "NUMERIC_INT64 NONE ");
-}
-
 // The time-out counts 100 ms per pause; every failed attempt made while time remained is followed by one.
 struct TimeoutRow {
     int timeoutMs;
