@@ -174,6 +174,7 @@ INSTANTIATE_TEST_SUITE_P(
                       FlagCase{"FailedPausePSIKeepsFlags", {"resumePSI", "!pausePSI", "pauseVideo"}, "5"},
                       FlagCase{"FailedResumePSIKeepsFlags", {"!resumePSI", "resumeVideo"}, "1"},
                       FlagCase{"FailedResumePSIAVKeepsFlags", {"!resumePSIAV", "pauseVideo"}, "1"},
+                      FlagCase{"ResumePSIAVSetsAll", {"resumePSIAV", "pauseVideo"}, "7"},
                       FlagCase{"PausePSIAVClearsAll", {"resumePSIAV", "pausePSIAV", "pauseVideo"}, "1"},
                       FlagCase{"VideoOperationsLeaveAVAndPSI", {"resumePSI", "resumeVideo", "pauseVideo"}, "5"}),
     [](const ::testing::TestParamInfo<FlagCase>& testCase) { return testCase.param.name; });

@@ -188,6 +188,7 @@ TEST(ValueObjectCopyMove, ConstructionTakesTheKindsMemberAssignmentTakesEveryMem
     EXPECT_EQ(static_cast<int>(assigned), 7);
     EXPECT_EQ(assigned.m_string, "stale");
     EXPECT_EQ(assigned.m_vector.size(), 1u);
+    EXPECT_EQ(assigned.m_point.y, 2);
     EXPECT_EQ(source.type(), ValueObject::VALUE_TYPE_INT);
     EXPECT_EQ(static_cast<int>(source), 7);
     EXPECT_EQ(source.m_point.x, 1);
