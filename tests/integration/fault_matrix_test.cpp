@@ -284,11 +284,6 @@ const FaultRow kRows[] = {
     // ---- Invoking ----
     {"ActionInvokeRefused", [](FaultMatrix& m) { m.sim.refuseNextInvokes(kAction, 1, 33); },
      invokeAction, 33, 0, 0, {}, nullptr, nullptr, invokeAction, 0},
-    {"SourceSwitchInvokeRefused", [](FaultMatrix& m) { m.sim.refuseNextInvokes(kSwitch, 1, 33); },
-     pauseAV, false, 0, 0, {{kSwitchFile, "requestResourceFromSystem", "error: %d", "error: 33", kWordError}},
-     [](FaultMatrix& m) {  // nothing is waited for
-         EXPECT_EQ(0, testsupport::countLines(m.capture, testsupport::traceIn(kSwitchFile, "waitForResult")));
-     }, nullptr, pauseAV, true},
     {"SourceSwitchActionUnconnectable", [](FaultMatrix& m) { m.sim.failNextConnects(kSwitch, 10, 9); },
      [](FaultMatrix& m) -> long long { return m.service->setChannelByUUIDs("c", "f", false); }, false, 10, 0,
      {connectFailed("9"), {kSwitchFile, "connectToValue", "Error connect value : %s,  status: %d",
