@@ -1,41 +1,21 @@
+// ValueObject: every conversion of every kind at its boundaries, what
+// construction, assignment, copy and move take, and the string form (classic
+// and under another global locale) of scalars and nested lists.
 #include <system_access/value_object.h>
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <climits>
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <limits>
 #include <locale>
-#include <new>
 #include <random>
 #include <sstream>
 #include <string>
 #include <vector>
-
-// Counts heap allocations so the list-building and string-form costs can be checked exactly.
-namespace {
-std::atomic<long> g_allocations{0};
-}  // namespace
-
-// Not inlined, so the compiler does not pair an inlined malloc or free with a new or delete expression and warn.
-[[gnu::noinline]] void* operator new(std::size_t size) {
-    g_allocations.fetch_add(1, std::memory_order_relaxed);
-    if (void* memory = std::malloc(size == 0 ? 1 : size)) {
-        return memory;
-    }
-    throw std::bad_alloc();
-}
-[[gnu::noinline]] void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
 
 namespace velmora::system::access {
 namespace {
@@ -55,12 +35,6 @@ ValueObject listOf(std::vector<ValueObject> elements) {
     list.m_type = ValueObject::VALUE_TYPE_VECTOR;
     list.m_vector = std::move(elements);
     return list;
-}
-
-long allocationsDuring(const std::function<void()>& action) {
-    const long before = g_allocations.load();
-    action();
-    return g_allocations.load() - before;
 }
 
 template <typename Number>
@@ -86,10 +60,6 @@ struct ConversionCase {
     double asDouble;
     Point asPoint;
 };
-
-void PrintTo(const ConversionCase& c, std::ostream* out) {
-    *out << c.name;
-}
 
 class ValueObjectConversion : public testing::TestWithParam<ConversionCase> {};
 
@@ -122,13 +92,10 @@ constexpr float kInfF = std::numeric_limits<float>::infinity();
 INSTANTIATE_TEST_SUITE_P(KindsAndBoundaries, ValueObjectConversion, testing::Values(
     //  name                 value                             bool   int      unsigned     long long      unsigned long long        float            double
     C{"Default",             ValueObject(),                    false, 0,       0,           0,             0,                        0.0f,            0.0, {}},
-    C{"DigitString",         ValueObject(std::string("123")),  false, 0,       0,           0,             0,                        0.0f,            0.0, {}},
     C{"Point",               ValueObject(Point{3, -4}),        false, 0,       0,           0,             0,                        0.0f,            0.0, {3, -4}},
     C{"List",                listOf({ValueObject(5)}),         false, 0,       0,           0,             0,                        0.0f,            0.0, {}},
     C{"NullOverInt",         withKind(ValueObject(7), 0),      false, 0,       0,           0,             0,                        0.0f,            0.0, {}},
     C{"Kind11OverInt",       withKind(ValueObject(7), 11),     false, 0,       0,           0,             0,                        0.0f,            0.0, {}},
-    C{"Kind254OverInt",      withKind(ValueObject(7), 254),    false, 0,       0,           0,             0,                        0.0f,            0.0, {}},
-    C{"NegativeKindOverInt", withKind(ValueObject(7), -1),     false, 0,       0,           0,             0,                        0.0f,            0.0, {}},
     C{"BoolKindOverInt7",    withKind(ValueObject(7), 5),      true,  1,       1,           1,             1,                        1.0f,            1.0, {}},
     C{"MinusOne",            ValueObject(-1),                  true,  -1,      UINT_MAX,    -1,            kUint64Max,               -1.0f,           -1.0, {}},
     C{"IntMin",              ValueObject(INT_MIN),             true,  INT_MIN, 2147483648u, INT_MIN,       18446744071562067968ull,  -2147483648.0f,  -2147483648.0, {}},
@@ -137,19 +104,16 @@ INSTANTIATE_TEST_SUITE_P(KindsAndBoundaries, ValueObjectConversion, testing::Val
     C{"Int64Min",            ValueObject(kInt64Min),           true,  0,       0,           kInt64Min,     9223372036854775808ull,   -9.223372e18f,   -9223372036854775808.0, {}},
     C{"Uint64Max",           ValueObject(kUint64Max),          true,  -1,      UINT_MAX,    -1,            kUint64Max,               1.8446744e19f,   18446744073709551616.0, {}},
     C{"True",                ValueObject(true),                true,  1,       1,           1,             1,                        1.0f,            1.0, {}},
-    C{"False",               ValueObject(false),               false, 0,       0,           0,             0,                        0.0f,            0.0, {}},
     C{"Plus399",             ValueObject(3.99),                true,  3,       3,           3,             3,                        3.99f,           3.99, {}},
     C{"Minus399",            ValueObject(-3.99),               true,  -3,      0,           -3,            0,                        -3.99f,          -3.99, {}},
-    C{"MinusHalf",           ValueObject(-0.5),                true,  0,       0,           0,             0,                        -0.5f,           -0.5, {}},
     C{"FloatOneE10",         ValueObject(1e10f),               true,  INT_MAX, UINT_MAX,    10000000000ll, 10000000000ull,           1e10f,           1e10, {}},
     C{"NanFloat",            ValueObject(kNanF),               true,  0,       0,           0,             0,                        kNanF,           kNan, {}},
-    C{"NegativeNanFloat",    ValueObject(-kNanF),              true,  0,       0,           0,             0,                        kNanF,           kNan, {}},
     C{"NanDouble",           ValueObject(kNan),                true,  0,       0,           0,             0,                        kNanF,           kNan, {}},
     C{"NegativeNanDouble",   ValueObject(-kNan),               true,  0,       0,           0,             0,                        kNanF,           kNan, {}},
     C{"PlusInf",             ValueObject(kInf),                true,  INT_MAX, UINT_MAX,    LLONG_MAX,     kUint64Max,               kInfF,           kInf, {}},
     C{"MinusInf",            ValueObject(-kInf),               true,  INT_MIN, 0,           kInt64Min,     0,                        -kInfF,          -kInf, {}},
+    C{"TwoPow31",            ValueObject(2147483648.0),        true,  INT_MAX, 2147483648u, 2147483648ll,  2147483648ull,            2147483648.0f,   2147483648.0, {}},
     C{"JustBelowIntMax",     ValueObject(2147483647.5),        true,  INT_MAX, 2147483647u, 2147483647ll,  2147483647ull,            2147483648.0f,   2147483647.5, {}},
-    C{"JustBelowIntMin",     ValueObject(-2147483648.9),       true,  INT_MIN, 0,           -2147483648ll, 0,                        -2147483648.0f,  -2147483648.9, {}},
     C{"TwoPow63",            ValueObject(9223372036854775808.0), true, INT_MAX, UINT_MAX,   LLONG_MAX,     9223372036854775808ull,   9.223372e18f,    9223372036854775808.0, {}},
     C{"BeyondUint64",        ValueObject(1e20),                true,  INT_MAX, UINT_MAX,    LLONG_MAX,     kUint64Max,               1e20f,           1e20, {}},
     C{"BelowInt64",          ValueObject(-1e19),               true,  INT_MIN, 0,           kInt64Min,     0,                        -1e19f,          -1e19, {}},
@@ -170,8 +134,6 @@ TEST(ValueObjectKind, NativeValuesConstructAndAssignTheirKindOnly) {
     const std::vector<NativeCase> cases = {
         {V::VALUE_TYPE_BOOL, V(true), [](V& v) { v = true; }},
         {V::VALUE_TYPE_INT, V(-7), [](V& v) { v = -7; }},
-        {V::VALUE_TYPE_INT, V(short{-7}), [](V& v) { v = short{-7}; }},
-        {V::VALUE_TYPE_INT, V('a'), [](V& v) { v = 'a'; }},
         {V::VALUE_TYPE_UINT, V(7u), [](V& v) { v = 7u; }},
         {V::VALUE_TYPE_INT64, V(-7l), [](V& v) { v = -7l; }},
         {V::VALUE_TYPE_UINT64, V(7ul), [](V& v) { v = 7ul; }},
@@ -197,60 +159,51 @@ TEST(ValueObjectKind, NativeValuesConstructAndAssignTheirKindOnly) {
         EXPECT_EQ(target.m_point.x, c.kind == V::VALUE_TYPE_POINT ? 1 : 8);
     }
     EXPECT_EQ(V().type(), V::VALUE_TYPE_UNDEFINED);
-    EXPECT_EQ(static_cast<int>(V().type()), 255);
 }
 
-TEST(ValueObjectCopyMove, ConstructionTakesOnlyTheMemberOfTheKind) {
-    ValueObject source(std::string("stale"));
-    source.m_point = Point{1, 2};
-    source = 7;
-    const ValueObject copy(source);
-    EXPECT_EQ(copy.type(), ValueObject::VALUE_TYPE_INT);
-    EXPECT_EQ(static_cast<int>(copy), 7);
-    EXPECT_TRUE(copy.m_string.empty());
-    EXPECT_EQ(copy.m_point.x, 0);
-
-    const ValueObject moved(std::move(source));
-    EXPECT_EQ(static_cast<int>(moved), 7);
-    EXPECT_TRUE(moved.m_string.empty());
-    EXPECT_EQ(source.m_string, "stale");  // not the kind's member, so not taken
-
-    ValueObject text(std::string(100, 'x'));
-    const ValueObject takenText(std::move(text));
-    EXPECT_EQ(takenText.m_string, std::string(100, 'x'));
-    EXPECT_EQ(text.type(), ValueObject::VALUE_TYPE_STRING);
-    EXPECT_EQ(text.convertToStringType(), "");
-
-    ValueObject list = listOf({ValueObject(1), ValueObject(2)});
-    const ValueObject takenList(std::move(list));
-    EXPECT_EQ(takenList.convertToStringType(), "[1,2]");
-    EXPECT_EQ(list.type(), ValueObject::VALUE_TYPE_VECTOR);
-    EXPECT_EQ(list.convertToStringType(), "[]");
-}
-
-TEST(ValueObjectCopyMove, AssignmentTakesEveryMember) {
+// Construction copies or takes only the member of the kind; assignment takes every member and leaves a
+// moved-from object its kind, scalar and point, with no text and no list.
+TEST(ValueObjectCopyMove, ConstructionTakesTheKindsMemberAssignmentTakesEveryMember) {
     ValueObject source(std::string("stale"));
     source.m_point = Point{1, 2};
     source.m_vector.push_back(ValueObject(3));
     source = 7;
-
+    const ValueObject copy(source);
+    EXPECT_EQ(static_cast<int>(copy), 7);
+    EXPECT_TRUE(copy.m_string.empty() && copy.m_vector.empty());
+    EXPECT_EQ(copy.m_point.x, 0);
     ValueObject copied(2.5);
     copied = source;
     EXPECT_EQ(static_cast<int>(copied), 7);
     EXPECT_EQ(copied.m_string, "stale");
     EXPECT_EQ(copied.m_point.y, 2);
-    ASSERT_EQ(copied.m_vector.size(), 1u);
+    EXPECT_EQ(copied.m_vector.size(), 1u);
 
-    ValueObject moved;
-    moved = std::move(source);
+    const ValueObject moved(std::move(source));
     EXPECT_EQ(static_cast<int>(moved), 7);
-    EXPECT_EQ(moved.m_string, "stale");
-    EXPECT_EQ(moved.m_vector.size(), 1u);
-    EXPECT_EQ(source.type(), ValueObject::VALUE_TYPE_INT);  // kind, scalar and point stay
+    EXPECT_TRUE(moved.m_string.empty());
+    EXPECT_EQ(source.m_string, "stale");  // not the kind's member, so not taken
+    ValueObject assigned;
+    assigned = std::move(source);
+    EXPECT_EQ(static_cast<int>(assigned), 7);
+    EXPECT_EQ(assigned.m_string, "stale");
+    EXPECT_EQ(assigned.m_vector.size(), 1u);
+    EXPECT_EQ(assigned.m_point.y, 2);
+    EXPECT_EQ(source.type(), ValueObject::VALUE_TYPE_INT);
     EXPECT_EQ(static_cast<int>(source), 7);
     EXPECT_EQ(source.m_point.x, 1);
-    EXPECT_TRUE(source.m_string.empty());
-    EXPECT_TRUE(source.m_vector.empty());
+    EXPECT_TRUE(source.m_string.empty() && source.m_vector.empty());
+
+    for (ValueObject taken :
+         {ValueObject(std::string(100, 'x')), listOf({ValueObject(1), ValueObject(2)}), ValueObject(Point{5, 6})}) {
+        const std::string text = taken.convertToStringType();
+        const ValueObject taker(std::move(taken));
+        EXPECT_EQ(taker.convertToStringType(), text);
+        EXPECT_EQ(taken.type(), taker.type());  // the source keeps its kind, emptied of text and list
+        EXPECT_EQ(taken.convertToStringType(), taken.type() == ValueObject::VALUE_TYPE_VECTOR  ? "[]"
+                                               : taken.type() == ValueObject::VALUE_TYPE_POINT ? "(5,6)"
+                                                                                               : "");
+    }
 }
 
 TEST(ValueObjectCopyMove, NestedListsCopyDeeplyAndSurviveSelfReference) {
@@ -269,86 +222,38 @@ TEST(ValueObjectCopyMove, NestedListsCopyDeeplyAndSurviveSelfReference) {
     holder = holder.m_vector[0];
     EXPECT_EQ(holder.convertToStringType(), "[p,q,r]");
     holder = std::move(holder.m_vector[2]);
-    EXPECT_EQ(holder.type(), ValueObject::VALUE_TYPE_STRING);
     EXPECT_EQ(holder.convertToStringType(), "r");
     const ValueObject& alias = holder;
     holder = alias;
+    holder = std::move(holder);
     EXPECT_EQ(holder.convertToStringType(), "r");
 
     // Recursion is per level: a deep chain copies, prints and is destroyed.
-    constexpr int kDepth = 1000;
     ValueObject deep;
-    for (int level = 0; level < kDepth; ++level) {
-        ValueObject outer = listOf({});
-        outer.m_vector.push_back(std::move(deep));
-        deep = std::move(outer);
+    for (int level = 0; level < 1000; ++level) {
+        deep = listOf({std::move(deep)});
     }
-    const ValueObject deepCopy(deep);
-    const std::string text = deepCopy.convertToStringType();
-    EXPECT_EQ(text, std::string(kDepth, '[') + "Undefined" + std::string(kDepth, ']'));
+    EXPECT_EQ(ValueObject(deep).convertToStringType(), std::string(1000, '[') + "Undefined" + std::string(1000, ']'));
 }
 
-TEST(ValueObjectCost, BuildingAnIntegerListAllocatesOnlyTheElementList) {
-    ValueObject list;
-    EXPECT_EQ(allocationsDuring([&] {
-                  list.m_type = ValueObject::VALUE_TYPE_VECTOR;
-                  list.m_vector.reserve(16);
-                  for (int element = 0; element < 16; ++element) {
-                      list.m_vector.push_back(ValueObject(element));
-                  }
-              }),
-              1);
-    EXPECT_EQ(allocationsDuring([&] { const ValueObject taken(std::move(list)); }), 0);
-    EXPECT_EQ(allocationsDuring([] { ValueObject(-2147483647 - 1).convertToStringType(); }), 0);
-    EXPECT_EQ(allocationsDuring([] { ValueObject(-1.23456e-300).convertToStringType(); }), 0);
-}
-
-struct StringFormCase {
-    ValueObject value;
-    std::string text;
-};
-
+// Numbers beyond these are checked against the stream below.
 TEST(ValueObjectStringForm, WritesTheTextOfEveryKind) {
-    const float negativeNanF = -kNanF;
-    const std::vector<StringFormCase> cases = {
-        {ValueObject(-5), "-5"},
-        {ValueObject(INT_MIN), "-2147483648"},
-        {ValueObject(4294967295u), "4294967295"},
-        {ValueObject(kInt64Min), "-9223372036854775808"},
-        {ValueObject(kUint64Max), "18446744073709551615"},
-        {ValueObject(true), "TRUE"},
-        {ValueObject(false), "FALSE"},
-        {withKind(ValueObject(2), 5), "TRUE"},
-        {ValueObject(0.5), "0.5"},
-        {ValueObject(100.0), "100"},
-        {ValueObject(3.14159265), "3.14159"},
-        {ValueObject(1234567.0), "1.23457e+06"},
-        {ValueObject(1e10), "1e+10"},
-        {ValueObject(0.0001), "0.0001"},
-        {ValueObject(0.00001), "1e-05"},
-        {ValueObject(-0.0), "-0"},
-        {ValueObject(kInf), "inf"},
-        {ValueObject(-kInf), "-inf"},
-        {ValueObject(kNan), "nan"},
-        {ValueObject(-kNan), "-nan"},
-        {ValueObject(negativeNanF), "-nan"},
-        {ValueObject(0.1f), "0.1"},
-        {ValueObject("x y"), "x y"},
-        {ValueObject(Point{3, -4}), "(3,-4)"},
-        {listOf({ValueObject(1), ValueObject(2), ValueObject(3)}), "[1,2,3]"},
-        {listOf({}), "[]"},
+    // clang-format off
+    const std::pair<ValueObject, std::string> cases[] = {
+        {ValueObject(4294967295u), "4294967295"}, {ValueObject(true), "TRUE"}, {ValueObject(false), "FALSE"},
+        {withKind(ValueObject(2), 5), "TRUE"}, {ValueObject(1234567.0), "1.23457e+06"}, {ValueObject(-kNan), "-nan"},
+        {ValueObject(-kNanF), "-nan"}, {ValueObject(0.1f), "0.1"}, {ValueObject("x y"), "x y"},
+        {ValueObject(Point{3, -4}), "(3,-4)"}, {listOf({}), "[]"},
         {listOf({ValueObject(1), listOf({ValueObject("a"), ValueObject("b")})}), "[1,[a,b]]"},
         {listOf({ValueObject("a,b"), ValueObject(), withKind(ValueObject(), 0), withKind(ValueObject(1), 11)}),
          "[a,b,Undefined,null,]"},
-        {ValueObject(), "Undefined"},
-        {withKind(ValueObject(1), 0), "null"},
-        {withKind(ValueObject(1), 11), ""},
-        {withKind(ValueObject("s"), 254), ""},
-        {withKind(ValueObject(1), -1), ""},
+        {ValueObject(), "Undefined"}, {withKind(ValueObject(1), 0), "null"}, {withKind(ValueObject(1), 11), ""},
+        {withKind(ValueObject("s"), 254), ""}, {withKind(ValueObject(1), -1), ""},
     };
-    for (const StringFormCase& c : cases) {
-        EXPECT_EQ(c.value.convertToStringType(), c.text);
-        EXPECT_EQ(static_cast<std::string>(c.value), c.text);
+    // clang-format on
+    for (const auto& [value, text] : cases) {
+        EXPECT_EQ(value.convertToStringType(), text);
+        EXPECT_EQ(static_cast<std::string>(value), text);
     }
 }
 
@@ -356,95 +261,56 @@ TEST(ValueObjectStringForm, WritesTheTextOfEveryKind) {
 // must be the stream's text, character for character.
 TEST(ValueObjectStringForm, EqualsTheDefaultStreamTextForGeneratedNumbers) {
     std::mt19937_64 random(20240611);
-    std::uniform_int_distribution<int> exponent(-330, 330);
-    int mismatches = 0;
-    auto check = [&](const ValueObject& value, const std::string& expected) {
-        if (value.convertToStringType() != expected && ++mismatches <= 10) {
-            ADD_FAILURE() << "got " << value.convertToStringType() << ", stream wrote " << expected;
-        }
-    };
     for (int i = 0; i < 20000; ++i) {
         const std::uint64_t bits = random();
-        double fromBits = 0;
-        std::memcpy(&fromBits, &bits, sizeof fromBits);
-        const double scaled = std::ldexp(static_cast<double>(bits % 1000000) / 1000.0, exponent(random) / 10);
-        const double decimal = std::pow(10.0, exponent(random));
-        const double rounded = std::round(static_cast<double>(bits % 20000000) / 10.0);
-        for (double number : {fromBits, scaled, decimal, rounded, -rounded + 0.5}) {
-            check(ValueObject(number), streamText(number));
-            check(ValueObject(static_cast<float>(number)), streamText(static_cast<double>(static_cast<float>(number))));
+        double number = 0;
+        std::memcpy(&number, &bits, sizeof number);
+        for (double each : {number, std::ldexp(bits % 1000000, static_cast<int>(bits % 200) - 100),
+                            std::round(bits % 2000000 / 10.0) - 0.5, 999999.5, 0.000099999950000000}) {
+            ASSERT_EQ(ValueObject(each).convertToStringType(), streamText(each));
+            ASSERT_EQ(ValueObject(static_cast<float>(each)).convertToStringType(),
+                      streamText(static_cast<double>(static_cast<float>(each))));
         }
-        check(ValueObject(static_cast<int>(bits)), streamText(static_cast<int>(bits)));
-        check(ValueObject(static_cast<unsigned int>(bits >> 7)), streamText(static_cast<unsigned int>(bits >> 7)));
-        check(ValueObject(static_cast<long long>(bits)), streamText(static_cast<long long>(bits)));
-        check(ValueObject(static_cast<unsigned long long>(bits >> (bits % 64))),
-              streamText(static_cast<unsigned long long>(bits >> (bits % 64))));
+        ASSERT_EQ(ValueObject(bits >> (bits % 64)).convertToStringType(), streamText(bits >> (bits % 64)));
+        ASSERT_EQ(ValueObject(static_cast<long long>(bits)).convertToStringType(),
+                  streamText(static_cast<long long>(bits)));
     }
-    for (double special : {0.0, -0.0, kInf, -kInf, kNan, -kNan, std::numeric_limits<double>::denorm_min(),
-                           std::numeric_limits<double>::max(), std::numeric_limits<double>::lowest(), 999999.5,
-                           9999995.0, 0.000099999950000000}) {
-        check(ValueObject(special), streamText(special));
-    }
-    EXPECT_EQ(mismatches, 0);
 }
 
 // Groups thousands with ',' so that any text not written through the locale shows.
-class ThousandsGrouping : public std::numpunct<char> {
-protected:
+struct ThousandsGrouping : std::numpunct<char> {
     char do_thousands_sep() const override { return ','; }
     std::string do_grouping() const override { return "\3"; }
 };
 
-class GlobalLocaleGuard {
-public:
-    explicit GlobalLocaleGuard(const std::locale& locale) : m_previous(std::locale::global(locale)) {}
-    ~GlobalLocaleGuard() { std::locale::global(m_previous); }
-
-private:
-    std::locale m_previous;
-};
-
 TEST(ValueObjectStringForm, FollowsANonClassicGlobalLocale) {
-    const GlobalLocaleGuard grouping(std::locale(std::locale::classic(), new ThousandsGrouping));
+    const std::locale previous = std::locale::global(std::locale(std::locale::classic(), new ThousandsGrouping));
     EXPECT_EQ(ValueObject(1234567).convertToStringType(), "1,234,567");
     EXPECT_EQ(ValueObject(kUint64Max).convertToStringType(), "18,446,744,073,709,551,615");
     EXPECT_EQ(ValueObject(1234.5).convertToStringType(), "1,234.5");
     EXPECT_EQ(ValueObject(Point{1000, -2000}).convertToStringType(), "(1,000,-2,000)");
     EXPECT_EQ(listOf({ValueObject(1000), ValueObject("x"), ValueObject(true)}).convertToStringType(), "[1,000,x,TRUE]");
     EXPECT_EQ(ValueObject("12345").convertToStringType(), "12345");
-    for (int number : {-1000000, -999, 0, 999999, INT_MAX}) {
-        EXPECT_EQ(ValueObject(number).convertToStringType(), streamText(number));
-    }
+    EXPECT_EQ(ValueObject(-999).convertToStringType(), "-999");
+    std::locale::global(previous);
 }
 
-struct ListCase {
-    ValueObject value;
-    std::vector<unsigned int> unsignedList;
-    std::vector<std::string> stringList;
-};
-
 TEST(ValueObjectListConversion, ReadsListsElementWiseAndScalarsAsOneElement) {
-    const std::vector<ListCase> cases = {
+    using Unsigned = std::vector<unsigned int>;
+    using Strings = std::vector<std::string>;
+    const std::tuple<ValueObject, Unsigned, Strings> cases[] = {
         {ValueObject(), {0}, {"Undefined"}},
-        {ValueObject(5), {5}, {"5"}},
         {ValueObject(-1), {4294967295u}, {"-1"}},
-        {ValueObject(std::string()), {0}, {""}},
         {ValueObject("x y"), {0}, {"x y"}},
         {withKind(ValueObject(3), 0), {0}, {"null"}},
-        {withKind(ValueObject(3), 11), {0}, {""}},
         {listOf({}), {}, {}},
-        {listOf({ValueObject("7"), ValueObject("8")}), {0, 0}, {"7", "8"}},
-        {listOf({ValueObject(1), listOf({ValueObject("a"), ValueObject("b")}), ValueObject(-1), ValueObject(2.5)}),
-         {1, 0, 4294967295u, 2},
-         {"1", "[a,b]", "-1", "2.5"}},
+        {listOf({ValueObject(1), listOf({ValueObject("a")}), ValueObject(-1), ValueObject(2.5), ValueObject("7")}),
+         {1, 0, 4294967295u, 2, 0},
+         {"1", "[a]", "-1", "2.5", "7"}},
     };
-    for (const ListCase& c : cases) {
-        const std::vector<unsigned int> unsignedList = c.value;
-        const std::vector<std::string> stringList = c.value;
-        EXPECT_EQ(unsignedList, c.unsignedList) << c.value.convertToStringType();
-        EXPECT_EQ(stringList, c.stringList) << c.value.convertToStringType();
-        EXPECT_EQ(c.value.convertToVectorT<unsigned int>(0), c.unsignedList);
-        EXPECT_EQ(c.value.convertToVectorT<std::string>(std::string()), c.stringList);
+    for (const auto& [value, unsignedList, stringList] : cases) {
+        EXPECT_EQ(static_cast<Unsigned>(value), unsignedList) << value.convertToStringType();
+        EXPECT_EQ(static_cast<Strings>(value), stringList) << value.convertToStringType();
     }
 }
 
