@@ -320,22 +320,6 @@ TEST_F(IteratorAccessTest, NullIteratorFromThePlatformIsKeptAndPrinted) {
     EXPECT_TRUE(sim.destroyIterators().empty());
 }
 
-TEST_F(IteratorAccessTest, DestructionWhileIteratingDisconnectsTheTableButLeavesTheIterator) {
-    auto access = makeAccess(handler);
-    ASSERT_EQ(access->create(), 0);
-    ModelObject* table = sim.connects()[0].object;
-    sim.flush();  // the iterator's first events are delivered while the observer lives
-    capture.clear();
-
-    access.reset();
-
-    expectDestructorTraceLines(capture);
-    EXPECT_TRUE(sim.destroyIterators().empty());
-    const std::vector<tvsim::DisconnectRecord> disconnects = sim.disconnects();
-    ASSERT_EQ(disconnects.size(), 1u);
-    EXPECT_EQ(disconnects[0].object, table);
-}
-
 // ---- Iterator destroyed ----
 
 TEST_F(IteratorAccessTest, DestroyGivesTheIteratorBackOnceAndKeepsTheTable) {
@@ -625,6 +609,33 @@ TEST_F(IteratorAccessTest, AccessorDestroyedWhileTableUpdatesAndHandlerChangesRa
 
     EXPECT_EQ(handler->count(), delivered);
     EXPECT_EQ(sim.connectedObservers(kTable), 0);
+}
+
+// A page torn down without destroy(): the destructor destroys the iterator
+// with one error line before it disconnects the table, so the row changes
+// that follow reach nothing (before, they reached the freed accessor).
+TEST_F(IteratorAccessTest, DestructionWhileIteratingDestroysTheIteratorFirstWithAnErrorLine) {
+    auto access = makeAccess(handler);
+    ASSERT_EQ(access->create(), 0);
+    TableIteratorObject* iterator = access->getIterator();
+    ModelObject* table = sim.connects()[0].object;
+    sim.flush();
+    const int delivered = handler->count();
+    capture.clear();
+
+    access.reset();
+    sim.setRows(kTable, kRows);
+    sim.flush();
+
+    expectLines(capture, {traceIn("iterator_access.cpp", "~IteratorAccess"),
+                          logLine("iterator_access.cpp", "~IteratorAccess",
+                                  "Table iterator " + pointerText(iterator) + " was not destroyed by its owner."),
+                          traceOut("iterator_access.cpp", "~IteratorAccess")});
+    EXPECT_EQ(capture.lines()[1].levelWord, testsupport::kWordError);
+    EXPECT_EQ(sim.destroyIterators(), std::vector<TableIteratorObject*>{iterator});
+    ASSERT_EQ(sim.disconnects().size(), 1u);
+    EXPECT_EQ(sim.disconnects()[0].object, table);
+    EXPECT_EQ(handler->count(), delivered);
 }
 
 }  // namespace
