@@ -29,6 +29,9 @@
 #include <lomodelapi/observer.h>
 
 #include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
 #include <map>
 #include <memory>
 #include <set>
@@ -71,6 +74,14 @@ public:
 
     SourceSwitchAccess(const SourceSwitchAccess&) = delete;
     SourceSwitchAccess& operator=(const SourceSwitchAccess&) = delete;
+
+    // How many unclaimed outcomes, and how many ids whose wait timed out, the
+    // service keeps: the most recent ones. An outcome nobody waits for (an
+    // unknown id, a duplicate whose first copy was taken) is kept, since its
+    // waiter may still come (it can arrive before invoke returns the id), until
+    // it is the oldest of more than this many; it is then dropped with one error
+    // line. The oldest expired id beyond this many is forgotten silently.
+    static constexpr std::size_t kMaxUnclaimedOutcomes = 1024;
 
     // Outcomes, stored for the waiter of `actionId` (callback thread). The first
     // outcome stored for an id wins; a late one for an id whose wait has timed
@@ -126,8 +137,14 @@ private:
     std::atomic<ActionAccess*> m_actionAccess{nullptr};
     ValueAccessT<lomodelapi::ObserverNumericInteger>* m_quietFlagAccess GUARDED_BY(m_quietFlagMutex) = nullptr;
     std::shared_ptr<SourceSwitchActionHandlerImpl> m_handler;
-    std::map<unsigned int, int> m_results GUARDED_BY(m_resultMutex);  // action id -> outcome, 0 for success
-    base::ConditionVariable m_resultCondition;                        // broadcast on every stored outcome
+    struct StoredOutcome {
+        int outcome;            // 0 for success
+        std::uint64_t arrival;  // its key in m_arrivals
+    };
+    std::map<unsigned int, StoredOutcome> m_results GUARDED_BY(m_resultMutex);   // by action id
+    std::map<std::uint64_t, unsigned int> m_arrivals GUARDED_BY(m_resultMutex);  // the ids of m_results, oldest first
+    std::uint64_t m_nextArrival GUARDED_BY(m_resultMutex) = 0;
+    base::ConditionVariable m_resultCondition;  // broadcast on every stored outcome
     base::Mutex m_resultMutex;
     // What the engine has handed back to the system. Atomic only so that
     // concurrent pause/resume calls are not a data race; their updates are not
@@ -140,8 +157,10 @@ private:
     // Serialises setQuietFlag: the no-banner accessor connects on demand, which must not run twice at once.
     base::Mutex m_quietFlagMutex;
     std::atomic<int> m_resultTimeoutMs{0};
-    // Ids whose wait timed out: their late outcome is dropped instead of kept for ever.
+    // Ids whose wait timed out: their late outcome is dropped instead of kept.
     std::set<unsigned int> m_expiredIds GUARDED_BY(m_resultMutex);
+    // The ids as they expired, oldest first (some may have had their late outcome since).
+    std::deque<unsigned int> m_expiryOrder GUARDED_BY(m_resultMutex);
 };
 
 }  // namespace velmora::system::access
