@@ -3,68 +3,21 @@
 // exactly one line whenever the tool fails.
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
 #include <regex>
-#include <sstream>
 #include <string>
 #include <vector>
+
+#include "run_process.h"
 
 namespace {
 
 const std::string kExample = std::string(SACTL_MODELS_DIR) + "/example_tv.json";
 const std::string kBadRowWidth = std::string(SACTL_MODELS_DIR) + "/bad_row_width.json";
 
-struct SactlRun {
-    int exitCode = -1;
-    std::string out;
-    std::string err;
-};
-
-std::string shellQuoted(const std::string& text) {
-    std::string quoted = "'";
-    for (char c : text) {
-        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    }
-    return quoted + "'";
-}
-
-std::string readAll(std::FILE* stream) {
-    std::string text;
-    char buffer[4096];
-    for (std::size_t count; (count = std::fread(buffer, 1, sizeof buffer, stream)) > 0;) {
-        text.append(buffer, count);
-    }
-    return text;
-}
+using SactlRun = testsupport::ProcessRun;
 
 SactlRun runSactl(const std::vector<std::string>& arguments) {
-    // ctest runs cases in parallel processes, each with its own file.
-    const std::string errFile = ::testing::TempDir() + "sactl_test_stderr_" + std::to_string(getpid()) + ".txt";
-    std::string command = shellQuoted(SACTL_PATH);
-    for (const std::string& argument : arguments) {
-        command += " " + shellQuoted(argument);
-    }
-    command += " 2>" + shellQuoted(errFile);
-    SactlRun run;
-    std::FILE* pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr) {
-        ADD_FAILURE() << "cannot run " << command;
-        return run;
-    }
-    run.out = readAll(pipe);
-    const int status = pclose(pipe);
-    run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    std::ifstream err(errFile);
-    std::ostringstream errText;
-    errText << err.rdbuf();
-    run.err = errText.str();
-    std::remove(errFile.c_str());
-    return run;
+    return testsupport::runShellCommand(testsupport::commandLine(SACTL_PATH, arguments));
 }
 
 struct SactlCase {
