@@ -2,8 +2,8 @@
 // loaded with tvsim::loadModelText into a simulator. A refused file must throw
 // tvsim::ModelFileError and nothing else, and leave the simulator as it was
 // (nothing half-loaded). A loaded file must have put exactly what it describes
-// into the model. Anything else escaping, a crash or a sanitizer report is a
-// finding.
+// into the model, with no reply delayed beyond the format's minute. Anything else escaping, a crash or a sanitizer
+// report is a finding.
 //
 // One simulator serves every refused input; a loaded model changes it, so the
 // next input gets a fresh one. The last one is never destroyed: at exit the
@@ -12,6 +12,7 @@
 #include <tvsim/model_file.h>
 #include <tvsim/simulator.h>
 
+#include <chrono>
 #include <cstdint>
 #include <set>
 #include <string>
@@ -26,6 +27,9 @@ void require(bool condition) {
 }
 
 tvsim::Simulator* g_simulator = nullptr;
+
+// The longest delay-ms a model file may give; a longer one would hold up shutting the simulator down.
+constexpr std::chrono::milliseconds kMaxDelay(60000);
 
 tvsim::ModelValue modelValue(const tvsim::Simulator& simulator, const std::string& path, tvsim::ValueType type) {
     switch (type) {
@@ -49,6 +53,9 @@ void checkLoaded(const tvsim::Simulator& simulator, const tvsim::LoadedModel& mo
     std::set<std::string> followers;  // string values that a source-switch responder sets to a channel name
     for (const tvsim::ActionEntry& action : description.actions) {
         require(simulator.has(action.path));
+        if (const auto* reply = std::get_if<tvsim::Reply>(&action.answer)) {
+            require(reply->delay <= kMaxDelay);
+        }
         if (const auto* sourceSwitch = std::get_if<tvsim::SourceSwitchEntry>(&action.answer)) {
             followers.insert(sourceSwitch->channelNamePath);
         }
