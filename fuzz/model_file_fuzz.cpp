@@ -2,7 +2,7 @@
 // loaded with tvsim::loadModelText into a simulator. A refused file must throw
 // tvsim::ModelFileError and nothing else, and leave the simulator as it was
 // (nothing half-loaded). A loaded file must have put exactly the entries it
-// describes into the model. Anything else escaping, a crash or a sanitizer
+// describes into the model, with no reply delayed beyond a minute. Anything else escaping, a crash or a sanitizer
 // report is a finding.
 //
 // One simulator serves every refused input; a loaded model changes it, so the
@@ -12,8 +12,10 @@
 #include <tvsim/model_file.h>
 #include <tvsim/simulator.h>
 
+#include <chrono>
 #include <cstdint>
 #include <string>
+#include <variant>
 
 namespace {
 
@@ -32,6 +34,8 @@ void checkLoaded(const tvsim::Simulator& simulator, const tvsim::ModelDescriptio
     }
     for (const tvsim::ActionEntry& action : description.actions) {
         require(simulator.has(action.path));
+        const auto* reply = std::get_if<tvsim::Reply>(&action.answer);
+        require(reply == nullptr || reply->delay <= std::chrono::minutes(1));
     }
     for (const tvsim::TableEntry& table : description.tables) {
         require(simulator.columns(table.path) == table.columns && simulator.rows(table.path) == table.rows);

@@ -146,18 +146,32 @@ TEST_F(IteratorAccessTest, LifeCycleFromDescriptionToDestruction) {
     EXPECT_EQ(sim.disconnects()[0].object, sim.connects()[0].object);
 }
 
-TEST_F(IteratorAccessTest, DestructionOnlyTracesUnlessATableWasAskedFor) {
+TEST_F(IteratorAccessTest, DestructionOnlyTracesUnlessATableWasAskedForAndDestroysALeftIterator) {
     makeAccess(handler).reset();
     expectDestructorTraceLines();
     EXPECT_TRUE(sim.disconnects().empty());
 
-    // Destroyed while iterating: the table is given back, the iterator is not destroyed.
+    // Destroyed while iterating (a page torn down without destroy()): the iterator
+    // goes first, with one error line, then the table; later row changes reach nothing.
     auto access = makeAccess(handler);
     ASSERT_EQ(access->create(), 0);
-    sim.flush();  // the iterator's first events are delivered while the observer lives
+    TableIteratorObject* iterator = access->getIterator();
+    sim.flush();
+    const std::size_t delivered = handler->events().size();
+    capture.clear();
     access.reset();
-    EXPECT_TRUE(sim.destroyIterators().empty());
+    sim.setRows(kTable, {});
+    sim.flush();
+    char pointer[32];
+    std::snprintf(pointer, sizeof pointer, "%p", static_cast<void*>(iterator));
+    expectLines(capture, {testsupport::traceIn(kFile, "~IteratorAccess"),
+                          logLine(kFile, "~IteratorAccess",
+                                  std::string("Table iterator ") + pointer + " was not destroyed by its owner."),
+                          testsupport::traceOut(kFile, "~IteratorAccess")});
+    EXPECT_EQ(capture.lines().at(1).levelWord, testsupport::kWordError);
+    EXPECT_EQ(sim.destroyIterators(), std::vector<TableIteratorObject*>{iterator});
     EXPECT_EQ(sim.disconnects().at(0).object, sim.connects()[0].object);
+    EXPECT_EQ(handler->events().size(), delivered);
 
     // A create that failed may be repeated; the table it could not connect is disconnected without object.
     sim.failNextConnects(kTable, 10, 7);

@@ -300,5 +300,26 @@ TEST(SourceSwitchSingletonTest, BothGettersAnswerTheSameInstanceOnEveryThread) {
     EXPECT_EQ(other, Service::getInstance());
 }
 
+// Outcomes nobody claims (unknown ids here) are kept up to the bound; one more
+// drops the oldest with one error line. Those kept are claimed as before.
+TEST_F(SourceSwitchAccessTest, UnclaimedOutcomesAreBoundedToTheMostRecent) {
+    constexpr unsigned int kFirst = 1000000;  // ids the simulator never hands out
+    constexpr unsigned int kLast = kFirst + static_cast<unsigned int>(Service::kMaxUnclaimedOutcomes);
+    capture.clear();
+
+    for (unsigned int id = kFirst; id <= kLast; ++id) {
+        service->onActionFailed(static_cast<int>(id), id == kFirst ? 7 : 0);
+    }
+
+    EXPECT_EQ(
+        1, countLines(capture, logLine(kFile, "storeOutcome", "unclaimed result dropped, actionid: 1000000  err : 7"),
+                      kWordError));
+    EXPECT_EQ(1, countLines(capture, R"([\s\S]*)", kWordError));
+    EXPECT_TRUE(service->waitForResult(kFirst + 1));
+    EXPECT_TRUE(service->waitForResult(kLast));
+    service->setResultTimeout(1);
+    EXPECT_FALSE(service->waitForResult(kFirst));
+}
+
 }  // namespace
 }  // namespace velmora::system::access

@@ -4,46 +4,20 @@
 // end to end, so their outputs are matched exactly where they are stable.
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
 #include <regex>
-#include <sstream>
 #include <string>
 #include <vector>
 
+#include "run_process.h"
+
 namespace {
 
-struct SactlRun {
-    int exitCode = -1;
-    std::string out;
-    std::string err;
-};
+using SactlRun = testsupport::ProcessRun;
 
-std::string shellQuoted(const std::string& text) {
-    return "'" + std::regex_replace(text, std::regex("'"), "'\\''") + "'";
-}
-
-std::string readFile(const std::string& path) {
-    std::ostringstream text;
-    text << std::ifstream(path).rdbuf();
-    return text.str();
-}
-
-// Runs a shell command line in which $SACTL is the tool and $MODELS its model files' folder. ctest runs
-// cases in parallel processes, each with its own files.
+// Runs a shell command line in which $SACTL is the tool and $MODELS its model files' folder.
 SactlRun runSactl(const std::string& commandLine) {
-    const std::string files = ::testing::TempDir() + "sactl_test_" + std::to_string(getpid());
-    const std::string command = "SACTL=" + shellQuoted(SACTL_PATH) + " MODELS=" + shellQuoted(SACTL_MODELS_DIR) + "; " +
-                                commandLine + " >" + files + ".out 2>" + files + ".err";
-    const int status = std::system(command.c_str());
-    SactlRun run{WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(files + ".out"), readFile(files + ".err")};
-    std::remove((files + ".out").c_str());
-    std::remove((files + ".err").c_str());
-    return run;
+    return testsupport::runShellCommand("SACTL=" + testsupport::shellQuoted(SACTL_PATH) +
+                                        " MODELS=" + testsupport::shellQuoted(SACTL_MODELS_DIR) + "; " + commandLine);
 }
 
 struct SactlCase {

@@ -74,8 +74,7 @@ std::vector<lomodelapi::Argument> parseArguments(const std::vector<std::string>&
 std::string formatArguments(const std::vector<lomodelapi::Argument>& arguments) {
     std::string text;
     for (const lomodelapi::Argument& argument : arguments) {
-        text += (text.empty() ? "[" : " [") + std::to_string(argument.position) +
-                "]=" + nlohmann::json(argument.value).dump();
+        text += (text.empty() ? "[" : " [") + std::to_string(argument.position) + "]=" + jsonText(argument.value);
     }
     return text;
 }

@@ -4,6 +4,7 @@
 #include "session.h"
 
 #include <iostream>
+#include <limits>
 
 namespace {
 
@@ -15,7 +16,30 @@ void addGlobalOptions(CLI::App& app, sactl::GlobalOptions& options) {
                    "(default: SYSACCESS_LOG_LEVEL, otherwise none)");
     app.add_flag("--json", options.json, "print one JSON object per result line");
     app.add_option("--timeout", options.timeoutMs, "how long invoke and source operations wait for an outcome, in ms")
-        ->check(CLI::PositiveNumber);
+        ->check(CLI::Range(1, std::numeric_limits<int>::max()));
+}
+
+// CLI11 reports a word that names no subcommand as "A subcommand is
+// required": name the word and the subcommands it could have been instead.
+std::string describeParseError(CLI::App& app, const CLI::ParseError& error) {
+    CLI::App* level = &app;
+    while (!level->get_subcommands().empty()) {
+        level = level->get_subcommands().front();
+    }
+    if (dynamic_cast<const CLI::RequiredError*>(&error) == nullptr || level->get_require_subcommand_min() == 0) {
+        return error.what();
+    }
+    std::string names;
+    for (const CLI::App* command : level->get_subcommands({})) {
+        names += (names.empty() ? "" : ", ") + command->get_name();
+    }
+    const std::string kind = level == &app ? "command" : level->get_name() + " operation";
+    for (const std::string& word : app.remaining(true)) {
+        if (!word.empty() && word[0] != '-') {
+            return "unknown " + kind + " '" + word + "' (" + kind + "s: " + names + ")";
+        }
+    }
+    return "a " + kind + " is required (" + kind + "s: " + names + ")";
 }
 
 }  // namespace
@@ -38,13 +62,13 @@ int main(int argc, char** argv) {
         if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
             return app.exit(error);  // --help
         }
-        std::cerr << "sactl: " << error.what() << " (see --help)" << std::endl;
+        std::cerr << "sactl: " << describeParseError(app, error) << " (see --help)" << std::endl;
         return error.get_exit_code();
     }
     try {
         sactl::Session session(options);
         commands.runChosen(session);
-    } catch (const sactl::CommandError& error) {
+    } catch (const std::exception& error) {  // CommandError, and anything a command did not expect
         std::cerr << "sactl: " << error.what() << std::endl;
         return 1;
     }

@@ -37,7 +37,7 @@ void invoke(Session& session, const InvokeOptions& options) {
         throw CommandError("'" + options.path + "' failed with code " + std::to_string(outcome.error) + " (action id " +
                            id + ")");
     }
-    session.out().result(options.path + " (action id " + id + ") -> " + nlohmann::json(outcome.results).dump(),
+    session.out().result(options.path + " (action id " + id + ") -> " + jsonText(outcome.results),
                          {{"path", options.path}, {"id", outcome.actionId}, {"results", outcome.results}});
 }
 

@@ -3,9 +3,11 @@
 #include <system_access/value_access_base.h>
 #include <tvsim/debug_capture.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <iostream>
 
@@ -46,7 +48,15 @@ std::string describeType(lomodelapi::ObjectTypeSpec type) {
 }  // namespace
 
 void Output::result(const std::string& text, const nlohmann::json& object) const {
-    std::cout << (m_json ? object.dump() : text) << std::endl;
+    errno = 0;
+    if (!(std::cout << (m_json ? jsonText(object) : text) << std::endl)) {
+        throw CommandError(std::string("write error on standard output") +
+                           (errno != 0 ? std::string(": ") + std::strerror(errno) : std::string()));
+    }
+}
+
+std::string jsonText(const nlohmann::json& value) {
+    return value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
 void Output::narrate(const std::string& text) const {

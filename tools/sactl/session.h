@@ -31,12 +31,17 @@ public:
     explicit Output(bool json) : m_json(json) {}
 
     bool json() const { return m_json; }
+    // A write that fails (a full disk, a closed standard output) is a CommandError.
     void result(const std::string& text, const nlohmann::json& object) const;
     void narrate(const std::string& text) const;  // the demo's story; {"narration": ...} in JSON
 
 private:
     bool m_json;
 };
+
+// One line of JSON. Bytes that are not UTF-8 (model strings and command-line
+// text may hold any) are shown as U+FFFD instead of ending the program.
+std::string jsonText(const nlohmann::json& value);
 
 // A library status with its name where it has one: "5 (STATUS_ERR_CONNECT_FAILED)".
 std::string describeStatus(int status);

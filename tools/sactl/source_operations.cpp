@@ -92,8 +92,8 @@ std::string callText(const SourceOperation& operation, const std::vector<std::st
     std::string text = std::string(operation.name) + "(";
     for (std::size_t index = 0; index < arguments.size(); ++index) {
         const std::string& argument = arguments[index];
-        text += (index == 0 ? "" : ", ") +
-                (isTextParameter(operation.parameters[index]) ? nlohmann::json(argument).dump() : argument);
+        text +=
+            (index == 0 ? "" : ", ") + (isTextParameter(operation.parameters[index]) ? jsonText(argument) : argument);
     }
     return text + ")";
 }
@@ -116,8 +116,7 @@ void describeTv(Session& session, SourceReport& report) {
                         " audio=" + holderName(tv->holder(Responder::RESOURCE_AUDIO)) +
                         " psi=" + holderName(tv->holder(Responder::RESOURCE_PSI)) +
                         " playback-status=" + std::to_string(tv->playbackStatus()) +
-                        " channel-index=" + std::to_string(index) + " " + nlohmann::json(channel.name).dump() + " " +
-                        channel.uri;
+                        " channel-index=" + std::to_string(index) + " " + jsonText(channel.name) + " " + channel.uri;
     }
     if (session.simulator().has(kNoBannerPath)) {
         const tvsim::ModelValue noBanner = readValue(session, kNoBannerPath);
@@ -231,7 +230,7 @@ SourceReport runSourceOperation(Session& session, const std::string& name, const
 
 void printSourceReport(const Session& session, const SourceReport& report) {
     nlohmann::json sent = nlohmann::json::array();
-    std::string text = report.call + " -> " + report.result.dump();
+    std::string text = report.call + " -> " + jsonText(report.result);
     for (const std::vector<lomodelapi::Argument>& arguments : report.sent) {
         sent.push_back(argumentsToJson(arguments));
         text += "\n  sent: " + formatArguments(arguments);

@@ -9,6 +9,19 @@
 namespace sactl {
 namespace {
 
+// The longest --for: far beyond any watch a person waits for, and well within
+// what the clock's nanoseconds can hold.
+constexpr double kMaxWatchSeconds = 365.0 * 24 * 60 * 60;
+
+// NaN and infinities fail the comparisons, so they are refused too.
+std::string checkWatchSeconds(std::string& text) {
+    double seconds = 0;
+    if (CLI::detail::lexical_cast(text, seconds) && seconds >= 0 && seconds <= kMaxWatchSeconds) {
+        return {};
+    }
+    return "expected seconds from 0 to 31536000 (a year), got '" + text + "'";
+}
+
 struct WatchOptions {
     std::vector<std::string> paths;
     int count = 0;          // 0: no expectation
@@ -124,8 +137,10 @@ void addValueCommands(Commands& commands) {
     watchCommand->add_option("PATH", watchOptions->paths, "the model paths of the values to watch")->required();
     watchCommand->add_option("--count", watchOptions->count, "stop after this many changes; fewer is an error")
         ->check(CLI::PositiveNumber);
-    watchCommand->add_option("--for", watchOptions->forSeconds, "keep watching this many seconds after the steps")
-        ->check(CLI::NonNegativeNumber);
+    watchCommand
+        ->add_option("--for", watchOptions->forSeconds,
+                     "keep watching this many seconds after the steps (at most 31536000, a year)")
+        ->check(CLI::Validator(checkWatchSeconds, "SECONDS"));
     watchCommand
         ->add_option("--then", watchOptions->steps,
                      "a step: 'set PATH VALUE' (a client writes through the library), 'tv-set PATH VALUE' "

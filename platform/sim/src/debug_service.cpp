@@ -15,10 +15,16 @@
 namespace tvsim {
 namespace {
 
+// Runs while the library loads, before anyone could install a capture: a
+// level that cannot be read is reported straight on standard error.
 unsigned thresholdFromEnvironment() {
     unsigned level = kLevelError;
-    if (const char* text = std::getenv("SYSACCESS_LOG_LEVEL")) {
-        parseLogLevel(text, level);
+    const char* text = std::getenv("SYSACCESS_LOG_LEVEL");
+    if (text != nullptr && !parseLogLevel(text, level)) {
+        std::fprintf(stderr,
+                     "tvsim: SYSACCESS_LOG_LEVEL '%s' is neither a level number nor none, always, error, info or "
+                     "trace; using error (%u)\n",
+                     text, level);
     }
     return level;
 }

@@ -154,7 +154,17 @@ void SourceSwitchAccess::storeOutcome(unsigned int actionId, int outcome) {
     if (m_expiredIds.erase(actionId) != 0) {
         return;
     }
-    m_results.emplace(actionId, outcome);
+    if (!m_results.emplace(actionId, StoredOutcome{outcome, m_nextArrival}).second) {
+        return;  // a duplicate: the first copy stays
+    }
+    m_arrivals.emplace(m_nextArrival++, actionId);
+    if (m_results.size() > kMaxUnclaimedOutcomes) {
+        const auto oldest = m_results.find(m_arrivals.begin()->second);
+        BLOG_ERROR("unclaimed result dropped, actionid: %d  err : %d", static_cast<int>(oldest->first),
+                   oldest->second.outcome);
+        m_results.erase(oldest);
+        m_arrivals.erase(m_arrivals.begin());
+    }
     m_resultCondition.notify_all();
 }
 
@@ -176,12 +186,18 @@ bool SourceSwitchAccess::waitForResult(unsigned int actionId) {
         BLOG_ALWAYS("waiting result ...  %03d   actionid: %d", pass, static_cast<int>(actionId));
         auto found = m_results.find(actionId);
         if (found != m_results.end()) {
-            outcome = found->second;
+            outcome = found->second.outcome;
+            m_arrivals.erase(found->second.arrival);
             m_results.erase(found);
             break;
         }
         if (timedOut) {
             m_expiredIds.insert(actionId);
+            m_expiryOrder.push_back(actionId);
+            if (m_expiryOrder.size() > kMaxUnclaimedOutcomes) {
+                m_expiredIds.erase(m_expiryOrder.front());
+                m_expiryOrder.pop_front();
+            }
             BLOG_ERROR("waiting timed out after %d ms, actionid: %d", timeoutMs, static_cast<int>(actionId));
             return false;
         }

@@ -3,7 +3,8 @@
 //
 // The level check passes when the level (lower 16 bits of the word) is at or
 // below the threshold. The threshold starts from SYSACCESS_LOG_LEVEL (a number
-// such as 1000, or always/error/info/trace/none), default 1000 (error).
+// such as 1000, or always/error/info/trace/none), default 1000 (error); a
+// value that is neither gets one warning line on standard error and the default.
 // Lines go to standard error unless a DebugCapture is installed.
 #pragma once
 

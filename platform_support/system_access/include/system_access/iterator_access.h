@@ -5,7 +5,8 @@
 // IteratorHandler. Rows are read through the platform iterator itself.
 //
 // Calling order: construct; create(); getIterator() while events arrive;
-// destroy(); destroy the accessor.
+// destroy(); destroy the accessor. Destroying it without destroy() is safe
+// but reported.
 //
 // Threads: create (blocking up to about one second while the table connects),
 // destroy, getIterator, setActionResultHandler and destruction run on the
@@ -57,7 +58,10 @@ public:
     IteratorAccess(std::string path, std::shared_ptr<IteratorHandler> handler, const lomodelapi::IteratorType& type,
                    const std::vector<lomodelapi::TableSelection>& selections, const std::vector<int>& columns,
                    const std::vector<lomodelapi::TableOrder>& orders);
-    // Disconnects the table. Does not destroy the iterator: call destroy() first.
+    // Destroys an iterator still held (with an error line: its owner should
+    // have called destroy()), then disconnects the table. Once it has begun on
+    // a thread other than the callback thread, no event reaches the accessor
+    // after destroyIterator returns.
     ~IteratorAccess() override;
 
     // The table connection belongs to the private TableAccess: both answer 0

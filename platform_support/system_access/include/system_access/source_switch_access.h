@@ -29,6 +29,9 @@
 #include <lomodelapi/observer.h>
 
 #include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
 #include <map>
 #include <memory>
 #include <set>
@@ -54,7 +57,6 @@ private:
 class SYSTEM_ACCESS_EXPORT SourceSwitchAccess {
 public:
     // Bit sets; a playback status may also combine them as 5 (video and PSI).
-    // NOLINTNEXTLINE(bugprone-reserved-identifier): the name clients already use; it cannot change.
     enum _ResourceType : int {
         RESOURCE_TYPE_VIDEO = 1,
         RESOURCE_TYPE_AV = 3,
@@ -72,6 +74,14 @@ public:
 
     SourceSwitchAccess(const SourceSwitchAccess&) = delete;
     SourceSwitchAccess& operator=(const SourceSwitchAccess&) = delete;
+
+    // How many unclaimed outcomes, and how many ids whose wait timed out, the
+    // service keeps: the most recent ones. An outcome nobody waits for (an
+    // unknown id, a duplicate whose first copy was taken) is kept, since its
+    // waiter may still come (it can arrive before invoke returns the id), until
+    // it is the oldest of more than this many; it is then dropped with one error
+    // line. The oldest expired id beyond this many is forgotten silently.
+    static constexpr std::size_t kMaxUnclaimedOutcomes = 1024;
 
     // Outcomes, stored for the waiter of `actionId` (callback thread). The first
     // outcome stored for an id wins; a late one for an id whose wait has timed
@@ -128,8 +138,15 @@ private:
     ValueAccessT<lomodelapi::ObserverNumericInteger>* m_quietFlagAccess SYSACCESS_GUARDED_BY(m_quietFlagMutex) =
         nullptr;
     std::shared_ptr<SourceSwitchActionHandlerImpl> m_handler;
-    std::map<unsigned int, int> m_results SYSACCESS_GUARDED_BY(m_resultMutex);  // action id -> outcome, 0 for success
-    base::ConditionVariable m_resultCondition;                                  // broadcast on every stored outcome
+    struct StoredOutcome {
+        int outcome;            // 0 for success
+        std::uint64_t arrival;  // its key in m_arrivals
+    };
+    std::map<unsigned int, StoredOutcome> m_results SYSACCESS_GUARDED_BY(m_resultMutex);  // by action id
+    std::map<std::uint64_t, unsigned int> m_arrivals
+        SYSACCESS_GUARDED_BY(m_resultMutex);  // the ids of m_results, oldest first
+    std::uint64_t m_nextArrival SYSACCESS_GUARDED_BY(m_resultMutex) = 0;
+    base::ConditionVariable m_resultCondition;  // broadcast on every stored outcome
     base::Mutex m_resultMutex;
     // What the engine has handed back to the system. Atomic only so that
     // concurrent pause/resume calls are not a data race; their updates are not
@@ -142,8 +159,10 @@ private:
     // Serialises setQuietFlag: the no-banner accessor connects on demand, which must not run twice at once.
     base::Mutex m_quietFlagMutex;
     std::atomic<int> m_resultTimeoutMs{0};
-    // Ids whose wait timed out: their late outcome is dropped instead of kept for ever.
+    // Ids whose wait timed out: their late outcome is dropped instead of kept.
     std::set<unsigned int> m_expiredIds SYSACCESS_GUARDED_BY(m_resultMutex);
+    // The ids as they expired, oldest first (some may have had their late outcome since).
+    std::deque<unsigned int> m_expiryOrder SYSACCESS_GUARDED_BY(m_resultMutex);
 };
 
 }  // namespace velmora::system::access

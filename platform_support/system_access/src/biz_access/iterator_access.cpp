@@ -23,10 +23,16 @@ IteratorAccess::IteratorAccess(std::string path, std::shared_ptr<IteratorHandler
       m_columns(columns),
       m_orders(orders) {}
 
-// Caller's thread. Once the table is disconnected the platform makes no further
-// call; the members are released after the trace exit line.
+// Caller's thread. A web engine tears pages down in any order, so an iterator
+// its owner did not destroy is destroyed here: once destroyIterator and the
+// table's disconnect have returned, the platform makes no further call. The
+// members are released after the trace exit line.
 IteratorAccess::~IteratorAccess() {
     BLOG_TRACE();
+    if (m_iterator != nullptr) {
+        BLOG_ERROR("Table iterator %p was not destroyed by its owner.", static_cast<void*>(m_iterator));
+        IteratorAccess::destroy();
+    }
     if (m_tableAccess) {
         m_tableAccess->disconnect();
     }
