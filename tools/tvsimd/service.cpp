@@ -91,7 +91,7 @@ int Service::onNameOwnerChanged(sd_bus_message* message, void* service, sd_bus_e
         return 0;
     }
     if (name[0] == ':' && newOwner[0] == '\0') {
-        logLine(kLogInfo, std::string("client ") + name + " left");
+        logLine(kLogTrace, std::string("client ") + name + " left");
         static_cast<Service*>(service)->m_clients.dropClient(name);
     }
     return 0;
