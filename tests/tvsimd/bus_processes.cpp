@@ -74,6 +74,10 @@ std::string ChildProcess::readLine(milliseconds timeout) {
 
 int ChildProcess::stop(int signal, milliseconds timeout) {
     kill(m_pid, signal);
+    return waitForExit(timeout);
+}
+
+int ChildProcess::waitForExit(milliseconds timeout) {
     const auto deadline = Clock::now() + timeout;
     int status = 0;
     while (waitpid(m_pid, &status, WNOHANG) == 0) {

@@ -25,7 +25,9 @@ public:
 
     // The next line of its standard output, without the newline; "" after the timeout or at its end.
     std::string readLine(milliseconds timeout = milliseconds(10000));
-    // Sends the signal and waits for the exit; the exit code, or -1 (killed by a signal or still running).
+    // Waits for the exit: the exit code, or -1 (killed by a signal or still running at the timeout).
+    int waitForExit(milliseconds timeout = milliseconds(10000));
+    // Sends the signal, then waitForExit.
     int stop(int signal, milliseconds timeout = milliseconds(10000));
 
 private:

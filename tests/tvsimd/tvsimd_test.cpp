@@ -216,6 +216,10 @@ TEST_F(TvsimdTest, BadInputGetsOneClearErrorAndTheDaemonServesOn) {
         EXPECT_EQ(control.errorName(), c.error);
         EXPECT_NE(control.errorMessage().find(c.message), std::string::npos) << control.errorMessage();
     }
+    // The same file at the start: one line on standard error, exit code 1, nothing on standard output.
+    ChildProcess refused({TVSIMD_PATH, "--address", bus.address(), "--model", badModel});
+    EXPECT_EQ(refused.readLine(), "");
+    EXPECT_EQ(refused.waitForExit(), 1);
     std::remove(badModel.c_str());
     Reply still(control.call(kControlPath, kControl, "Get", "s", kVolume));
     EXPECT_TRUE(still) << "the daemon stopped serving: " << control.errorMessage();

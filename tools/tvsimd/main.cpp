@@ -62,12 +62,12 @@ int serve(const Options& options) {
     sigaddset(&stopSignals, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
 
+    // Started while tvsimd has one thread, so the child may do more than async-signal-safe calls before exec.
     std::optional<tvsimd::PrivateBus> privateBus;
     std::string address = options.address;
     if (options.privateBus) {
         privateBus.emplace();
         address = privateBus->address();
-        std::cout << "export DBUS_SESSION_BUS_ADDRESS=" << shellQuoted(address) << std::endl;
     }
     tvsim::Simulator simulator;
     tvsimd::LoadedModels models;
@@ -81,6 +81,9 @@ int serve(const Options& options) {
     }
     tvsimd::Service service(simulator, *static_cast<RootInterface*>(reference->getObject()), std::move(models));
     service.open(address);
+    if (privateBus) {
+        std::cout << "export DBUS_SESSION_BUS_ADDRESS=" << shellQuoted(address) << "\n";
+    }
     std::cout << "ready" << std::endl;
     tvsimd::logLine(tvsimd::kLogInfo, "serving io.sysaccess.TvSim" +
                                           (address.empty() ? std::string(" on the session bus") : " on " + address));
