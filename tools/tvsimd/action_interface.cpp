@@ -9,13 +9,16 @@
 
 namespace tvsimd {
 namespace {
+bool isAction(lomodelapi::ObjectTypeSpec realType) {
+    return realType == lomodelapi::OBJECT_TYPE_ACTION;
+}
 
 // Invoke(t connection, a(nnns) arguments) -> (i status, u actionId). Outcomes
 // the platform delivered before invoke returned leave before the reply.
 int invoke(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
         Service& service = serviceOf(userdata);
-        const ClientConnection& connection = callerConnection(call, service);
+        const ClientConnection& connection = callerConnection(call, service, isAction);
         const std::vector<lomodelapi::Argument> arguments = readArguments(call);
         unsigned int actionId = 0;
         const int status = static_cast<ActionObject*>(connection.object)->invoke(actionId, arguments);
@@ -35,10 +38,6 @@ const sd_bus_vtable kVtable[] = {
     SD_BUS_SIGNAL_WITH_NAMES("ExecutionError", "tui",
                              SD_BUS_PARAM(connection) SD_BUS_PARAM(actionId) SD_BUS_PARAM(error), 0),
     SD_BUS_VTABLE_END};
-
-bool isAction(lomodelapi::ObjectTypeSpec realType) {
-    return realType == lomodelapi::OBJECT_TYPE_ACTION;
-}
 
 }  // namespace
 

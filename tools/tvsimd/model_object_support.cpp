@@ -78,9 +78,15 @@ std::string modelPathOfCall(sd_bus_message* call) {
     return modelPathOfObject(sd_bus_message_get_path(call));
 }
 
-const ClientConnection& callerConnection(sd_bus_message* call, Service& service) {
+const ClientConnection& callerConnection(sd_bus_message* call, Service& service, TypeFilter fits) {
     const std::uint64_t id = readId(call);
-    return service.clients().connection(senderOf(call), modelPathOfCall(call), id);
+    const ClientConnection& connection = service.clients().connection(senderOf(call), modelPathOfCall(call), id);
+    if (!fits(connection.realType)) {
+        throw BusError(kErrorWrongType, "Connection " + std::to_string(id) + " is to " +
+                                            tvsim::objectTypeName(connection.realType) +
+                                            ", which this interface does not serve.");
+    }
+    return connection;
 }
 
 void addModelObjectInterfaces(Service& service) {

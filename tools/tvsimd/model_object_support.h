@@ -27,7 +27,9 @@ void addModelFallback(Service& service, const char* interface, const sd_bus_vtab
 std::string modelPathOfCall(sd_bus_message* call);
 std::string modelPathOfObject(const char* objectPath);
 // Reads the connection id that opens the call and finds the caller's
-// connection to the addressed object; UnknownConnection when it holds none.
-const ClientConnection& callerConnection(sd_bus_message* call, Service& service);
+// connection to the addressed object; UnknownConnection when it holds none,
+// WrongType when its object is not of a type the interface serves (the path
+// may have been given to an object of another type since it connected).
+const ClientConnection& callerConnection(sd_bus_message* call, Service& service, TypeFilter fits);
 
 }  // namespace tvsimd

@@ -7,11 +7,14 @@
 
 namespace tvsimd {
 namespace {
+bool anyType(lomodelapi::ObjectTypeSpec) {
+    return true;
+}
 
 // GetType(t connection) -> (i status, i type): ModelObject::getType, faults included.
 int getType(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        const ClientConnection& connection = callerConnection(call, serviceOf(userdata));
+        const ClientConnection& connection = callerConnection(call, serviceOf(userdata), anyType);
         lomodelapi::ObjectTypeSpec type = lomodelapi::OBJECT_TYPE_NONE;
         const int status = connection.object->getType(type);
         return reply(call, [&](sd_bus_message* answer) {
@@ -42,10 +45,6 @@ const sd_bus_vtable kVtable[] = {
                              getType, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_PROPERTY("Path", "s", pathProperty, 0, SD_BUS_VTABLE_PROPERTY_CONST),
     SD_BUS_PROPERTY("Type", "s", typeProperty, 0, SD_BUS_VTABLE_PROPERTY_EMITS_INVALIDATION), SD_BUS_VTABLE_END};
-
-bool anyType(lomodelapi::ObjectTypeSpec) {
-    return true;
-}
 
 }  // namespace
 

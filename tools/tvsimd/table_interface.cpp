@@ -9,6 +9,9 @@
 
 namespace tvsimd {
 namespace {
+bool isTable(lomodelapi::ObjectTypeSpec realType) {
+    return realType == lomodelapi::OBJECT_TYPE_TABLE;
+}
 
 IteratorRequest readIteratorRequest(sd_bus_message* call) {
     IteratorRequest request;
@@ -39,7 +42,7 @@ IteratorRequest readIteratorRequest(sd_bus_message* call) {
 int createIterator(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
         Service& service = serviceOf(userdata);
-        const ClientConnection& connection = callerConnection(call, service);
+        const ClientConnection& connection = callerConnection(call, service, isTable);
         const ClientIterator* made = service.clients().createIterator(connection, readIteratorRequest(call));
         const std::string path = made != nullptr ? made->objectPath : "/";
         // Its first events (ready, total count) may already wait; they follow the reply in order.
@@ -54,7 +57,7 @@ int createIterator(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 int destroyIterator(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
         Service& service = serviceOf(userdata);
-        const ClientConnection& connection = callerConnection(call, service);
+        const ClientConnection& connection = callerConnection(call, service, isTable);
         const char* iterator = nullptr;
         check(sd_bus_message_read_basic(call, 'o', &iterator), "read iterator");
         const int status = service.clients().destroyIterator(connection, iterator);
@@ -91,10 +94,6 @@ const sd_bus_vtable kVtable[] = {
     SD_BUS_PROPERTY("RowCount", "i", rowCountProperty, 0, SD_BUS_VTABLE_PROPERTY_EMITS_INVALIDATION),
     SD_BUS_SIGNAL_WITH_NAMES("Update", "ti", SD_BUS_PARAM(connection) SD_BUS_PARAM(change), 0),
     SD_BUS_VTABLE_END};
-
-bool isTable(lomodelapi::ObjectTypeSpec realType) {
-    return realType == lomodelapi::OBJECT_TYPE_TABLE;
-}
 
 }  // namespace
 

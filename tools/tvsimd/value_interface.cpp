@@ -8,6 +8,10 @@
 
 namespace tvsimd {
 namespace {
+bool isValue(lomodelapi::ObjectTypeSpec realType) {
+    tvsim::ValueType ignored{};
+    return tvsim::valueTypeOfObject(realType, ignored);
+}
 
 tvsim::ValueType valueTypeOfConnection(const ClientConnection& connection) {
     tvsim::ValueType type{};
@@ -64,7 +68,7 @@ int writeThrough(ModelObject* object, const tvsim::ModelValue& value) {
 // GetValue(t connection) -> (i status, v value)
 int getValue(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        const ClientConnection& connection = callerConnection(call, serviceOf(userdata));
+        const ClientConnection& connection = callerConnection(call, serviceOf(userdata), isValue);
         const tvsim::ValueType type = valueTypeOfConnection(connection);
         tvsim::ModelValue value = tvsim::emptyValueOf(type);
         const int status = readThrough(connection.object, type, value);
@@ -78,7 +82,7 @@ int getValue(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 // SetValue(t connection, v value) -> i status
 int setValue(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        const ClientConnection& connection = callerConnection(call, serviceOf(userdata));
+        const ClientConnection& connection = callerConnection(call, serviceOf(userdata), isValue);
         const tvsim::ModelValue value = readValueVariant(call, valueTypeOfConnection(connection), connection.modelPath);
         return replyStatus(call, writeThrough(connection.object, value));
     });
@@ -88,7 +92,7 @@ int setValue(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 template <typename Element, char Code>
 int setByIndex(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        const ClientConnection& connection = callerConnection(call, serviceOf(userdata));
+        const ClientConnection& connection = callerConnection(call, serviceOf(userdata), isValue);
         const bool integers = Code == 'i';
         const lomodelapi::ObjectTypeSpec wanted =
             integers ? lomodelapi::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER : lomodelapi::OBJECT_TYPE_VECTOR_STRING;
@@ -147,11 +151,6 @@ const sd_bus_vtable kVtable[] = {
     SD_BUS_PROPERTY("Value", "v", valueProperty, 0, SD_BUS_VTABLE_PROPERTY_EMITS_INVALIDATION),
     SD_BUS_SIGNAL_WITH_NAMES("Changed", "tv", SD_BUS_PARAM(connection) SD_BUS_PARAM(value), 0),
     SD_BUS_VTABLE_END};
-
-bool isValue(lomodelapi::ObjectTypeSpec realType) {
-    tvsim::ValueType ignored{};
-    return tvsim::valueTypeOfObject(realType, ignored);
-}
 
 }  // namespace
 
