@@ -201,6 +201,12 @@ TEST_F(TvsimdTest, BadInputGetsOneClearErrorAndTheDaemonServesOn) {
          "io.sysaccess.TvSim.Error.UnknownConnection", "is not one this client holds"},
         {"wrong signature", [](BusClient& c) { return c.call(kControlPath, kControl, "Set", "ss", kVolume, "1"); },
          "org.freedesktop.DBus.Error.InvalidArgs", ""},
+        {"object path that is no escaped model path",
+         [](BusClient& c) {
+             return c.call("/io/sysaccess/TvSim/model/orvik/_zz", "io.sysaccess.TvSim.Object", "GetType", "t",
+                           static_cast<uint64_t>(1));
+         },
+         "org.freedesktop.DBus.Error.UnknownObject", ""},
         {"missing argument", [](BusClient& c) { return c.call(kControlPath, kControl, "Get", nullptr); },
          "org.freedesktop.DBus.Error.InvalidArgs", ""},
         {"position beyond a byte",
