@@ -100,6 +100,24 @@ int loadModel(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     });
 }
 
+// Flush(): answers once every notification queued so far, delayed outcomes
+// included, has been sent; the bus thread serves others meanwhile.
+int flush(sd_bus_message* call, void* userdata, sd_bus_error* error) {
+    return handleMethod(error, [&] {
+        sd_bus_message_ref(call);
+        serviceOf(userdata).flusher().request([call] {
+            // On the bus thread, where the message's reference count may be touched.
+            try {
+                replyEmpty(call);
+            } catch (const std::exception&) {
+                // The caller has gone; there is nobody to answer.
+            }
+            sd_bus_message_unref(call);
+        });
+        return 1;
+    });
+}
+
 const sd_bus_vtable kVtable[] = {
     SD_BUS_VTABLE_START(0),
     SD_BUS_METHOD_WITH_NAMES("List", "s", SD_BUS_PARAM(prefix), "a(ss)", SD_BUS_PARAM(entries), list,
@@ -111,6 +129,7 @@ const sd_bus_vtable kVtable[] = {
                              SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD_WITH_NAMES("SetRows", "saas", SD_BUS_PARAM(path) SD_BUS_PARAM(rows), "", , setRows,
                              SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD("Flush", "", "", flush, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD_WITH_NAMES("LoadModel", "s", SD_BUS_PARAM(file), "", , loadModel, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_VTABLE_END};
 

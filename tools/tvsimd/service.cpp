@@ -23,7 +23,11 @@ void require(int result, const std::string& what) {
 }  // namespace
 
 Service::Service(tvsim::Simulator& simulator, RootInterface& root, LoadedModels models)
-    : m_simulator(simulator), m_root(root), m_models(std::move(models)), m_clients(root, m_queue) {}
+    : m_simulator(simulator),
+      m_root(root),
+      m_models(std::move(models)),
+      m_flusher(simulator, m_queue),
+      m_clients(root, m_queue) {}
 
 Service::~Service() {
     // Before the bus goes: no observer may post for a client after this.

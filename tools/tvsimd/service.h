@@ -5,6 +5,7 @@
 #pragma once
 
 #include "clients.h"
+#include "flush_worker.h"
 #include "loaded_models.h"
 #include "notification_queue.h"
 
@@ -39,6 +40,7 @@ public:
     Clients& clients() { return m_clients; }
     LoadedModels& models() { return m_models; }
     NotificationQueue& queue() { return m_queue; }
+    FlushWorker& flusher() { return m_flusher; }
 
 private:
     static int onQueue(sd_event_source* source, int fd, std::uint32_t events, void* service);
@@ -48,6 +50,7 @@ private:
     RootInterface& m_root;
     LoadedModels m_models;
     NotificationQueue m_queue;
+    FlushWorker m_flusher;  // after the queue it posts to
     Clients m_clients;
     sd_event* m_event = nullptr;
     sd_bus* m_bus = nullptr;
