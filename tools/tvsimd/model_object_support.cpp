@@ -62,7 +62,9 @@ void addModelFallback(Service& service, const char* interface, const sd_bus_vtab
         check(added, interface);
     }
     sd_bus_slot_set_destroy_callback(slot, [](void* owned) { delete static_cast<Fallback*>(owned); });
+    // Floating, the bus holds the slot; drop the reference this call made.
     sd_bus_slot_set_floating(slot, 1);
+    sd_bus_slot_unref(slot);
 }
 
 std::string modelPathOfObject(const char* objectPath) {

@@ -53,8 +53,12 @@ bool decodeElement(const char* element, std::size_t length, std::string& out) {
         }
         const int high = hexDigit(element[i + 1]);
         const int low = hexDigit(element[i + 2]);
+        if (high < 0 || low < 0) {
+            return false;
+        }
         const char decoded = static_cast<char>((high << 4) | low);
-        if (high < 0 || low < 0 || isPlain(decoded)) {
+        // A plain character in escaped form would give one model path two object paths.
+        if (isPlain(decoded)) {
             return false;
         }
         out += decoded;
