@@ -8,11 +8,16 @@
 
 #include <systemd/sd-bus.h>
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
 
 namespace tvsimd {
+
+// The flags of a property whose changes reach clients as their connections'
+// own signals, never as PropertiesChanged (introspection says so).
+constexpr std::uint64_t kPropertyWithoutChangeSignal = 0;
 
 std::string readString(sd_bus_message* message);
 int readInt(sd_bus_message* message);

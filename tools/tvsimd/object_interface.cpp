@@ -44,7 +44,7 @@ const sd_bus_vtable kVtable[] = {
     SD_BUS_METHOD_WITH_NAMES("GetType", "t", SD_BUS_PARAM(connection), "ii", SD_BUS_PARAM(status) SD_BUS_PARAM(type),
                              getType, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_PROPERTY("Path", "s", pathProperty, 0, SD_BUS_VTABLE_PROPERTY_CONST),
-    SD_BUS_PROPERTY("Type", "s", typeProperty, 0, SD_BUS_VTABLE_PROPERTY_EMITS_INVALIDATION), SD_BUS_VTABLE_END};
+    SD_BUS_PROPERTY("Type", "s", typeProperty, 0, kPropertyWithoutChangeSignal), SD_BUS_VTABLE_END};
 
 }  // namespace
 

@@ -90,8 +90,8 @@ const sd_bus_vtable kVtable[] = {
                              "o", SD_BUS_PARAM(iterator), createIterator, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD_WITH_NAMES("DestroyIterator", "to", SD_BUS_PARAM(connection) SD_BUS_PARAM(iterator), "i",
                              SD_BUS_PARAM(status), destroyIterator, SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_PROPERTY("Columns", "as", columnsProperty, 0, SD_BUS_VTABLE_PROPERTY_EMITS_INVALIDATION),
-    SD_BUS_PROPERTY("RowCount", "i", rowCountProperty, 0, SD_BUS_VTABLE_PROPERTY_EMITS_INVALIDATION),
+    SD_BUS_PROPERTY("Columns", "as", columnsProperty, 0, kPropertyWithoutChangeSignal),
+    SD_BUS_PROPERTY("RowCount", "i", rowCountProperty, 0, kPropertyWithoutChangeSignal),
     SD_BUS_SIGNAL_WITH_NAMES("Update", "ti", SD_BUS_PARAM(connection) SD_BUS_PARAM(change), 0),
     SD_BUS_VTABLE_END};
 

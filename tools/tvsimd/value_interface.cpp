@@ -148,7 +148,7 @@ const sd_bus_vtable kVtable[] = {
                              SD_BUS_PARAM(status), (setByIndex<int, 'i'>), SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD_WITH_NAMES("SetStrings", "ta{is}", SD_BUS_PARAM(connection) SD_BUS_PARAM(byIndex), "i",
                              SD_BUS_PARAM(status), (setByIndex<std::string, 's'>), SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_PROPERTY("Value", "v", valueProperty, 0, SD_BUS_VTABLE_PROPERTY_EMITS_INVALIDATION),
+    SD_BUS_PROPERTY("Value", "v", valueProperty, 0, kPropertyWithoutChangeSignal),
     SD_BUS_SIGNAL_WITH_NAMES("Changed", "tv", SD_BUS_PARAM(connection) SD_BUS_PARAM(value), 0),
     SD_BUS_VTABLE_END};
 
