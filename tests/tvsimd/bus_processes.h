@@ -1,0 +1,103 @@
+// Real processes for the tvsimd tests: a private dbus-daemon, tvsimd itself,
+// and sd-bus clients talking to them. Every wait is bounded; destructors kill
+// what is still running, so a failing test leaves no process behind.
+#pragma once
+
+#include <systemd/sd-bus.h>
+
+#include <chrono>
+#include <deque>
+#include <string>
+#include <vector>
+
+namespace tvsimd_test {
+
+using std::chrono::milliseconds;
+
+class ChildProcess {
+public:
+    // Starts the program with its standard output on a pipe; stderr is kept.
+    explicit ChildProcess(const std::vector<std::string>& argv);
+    ~ChildProcess();  // SIGKILL if still running
+
+    ChildProcess(const ChildProcess&) = delete;
+    ChildProcess& operator=(const ChildProcess&) = delete;
+
+    // The next line of its standard output, without the newline; "" after the timeout or at its end.
+    std::string readLine(milliseconds timeout = milliseconds(10000));
+    // Waits for the exit: the exit code, or -1 (killed by a signal or still running at the timeout).
+    int waitForExit(milliseconds timeout = milliseconds(10000));
+    // Sends the signal, then waitForExit.
+    int stop(int signal, milliseconds timeout = milliseconds(10000));
+
+private:
+    int m_pid = -1;
+    int m_out = -1;
+    std::string m_buffered;
+};
+
+// A dbus-daemon for one test, with the session configuration.
+class PrivateDbusDaemon {
+public:
+    PrivateDbusDaemon();
+    const std::string& address() const { return m_address; }
+
+private:
+    ChildProcess m_process;
+    std::string m_address;
+};
+
+// tvsimd on the address, started and waited for until it prints "ready".
+class Tvsimd {
+public:
+    explicit Tvsimd(const std::string& address, const std::vector<std::string>& extra = {});
+    bool ready() const { return m_ready; }
+    ChildProcess& process() { return m_process; }
+
+private:
+    ChildProcess m_process;
+    bool m_ready = false;
+};
+
+struct Signal {
+    std::string path;
+    std::string member;
+    sd_bus_message* message;  // owned; read from its body
+};
+
+// One client connection with the signals it received from tvsimd.
+class BusClient {
+public:
+    explicit BusClient(const std::string& address);
+    ~BusClient();
+
+    BusClient(const BusClient&) = delete;
+    BusClient& operator=(const BusClient&) = delete;
+
+    sd_bus* bus() const { return m_bus; }
+    std::string uniqueName() const;
+
+    // Calls a method of io.sysaccess.TvSim; the reply, or null with the error name and message filled.
+    sd_bus_message* call(const char* path, const char* interface, const char* member, const char* types, ...);
+    const std::string& errorName() const { return m_errorName; }
+    const std::string& errorMessage() const { return m_errorMessage; }
+
+    // Waits until `count` signals have arrived in all; false on timeout.
+    bool waitForSignals(std::size_t count, milliseconds timeout = milliseconds(5000));
+    // Processes whatever is waiting, for this long (to show that nothing more arrives).
+    void settle(milliseconds time);
+    std::deque<Signal>& signals() { return m_signals; }
+
+private:
+    static int onSignal(sd_bus_message* message, void* client, sd_bus_error* error);
+
+    sd_bus* m_bus = nullptr;
+    std::deque<Signal> m_signals;
+    std::string m_errorName;
+    std::string m_errorMessage;
+};
+
+constexpr const char* kService = "io.sysaccess.TvSim";
+constexpr const char* kControlPath = "/io/sysaccess/TvSim";
+
+}  // namespace tvsimd_test

@@ -1,0 +1,30 @@
+#include "bus_error.h"
+
+#include <cstring>
+
+namespace tvsimd {
+
+SdBusFailure::SdBusFailure(const char* what, int result)
+    : std::runtime_error(std::string(what) + ": " + std::strerror(-result)), m_result(result) {}
+
+int check(int result, const char* what) {
+    if (result < 0) {
+        throw SdBusFailure(what, result);
+    }
+    return result;
+}
+
+int handleMethod(sd_bus_error* error, const std::function<int()>& body) {
+    try {
+        return body();
+    } catch (const BusError& failure) {
+        return sd_bus_error_set(error, failure.name(), failure.what());
+    } catch (const SdBusFailure& failure) {
+        // A message that does not match the signature it claims ends up here.
+        return sd_bus_error_set_errnof(error, -failure.result(), "%s.", failure.what());
+    } catch (const std::exception& failure) {
+        return sd_bus_error_set(error, SD_BUS_ERROR_FAILED, failure.what());
+    }
+}
+
+}  // namespace tvsimd

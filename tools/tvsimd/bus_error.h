@@ -1,0 +1,48 @@
+// The D-Bus errors tvsimd answers, and the exception that carries one out of
+// a method handler. Every message is one sentence naming what was wrong.
+#pragma once
+
+#include <systemd/sd-bus.h>
+
+#include <functional>
+#include <stdexcept>
+#include <string>
+
+namespace tvsimd {
+
+constexpr const char* kErrorUnknownPath = "io.sysaccess.TvSim.Error.UnknownPath";
+constexpr const char* kErrorWrongType = "io.sysaccess.TvSim.Error.WrongType";
+constexpr const char* kErrorOutOfRange = "io.sysaccess.TvSim.Error.OutOfRange";
+constexpr const char* kErrorInvalidArgument = "io.sysaccess.TvSim.Error.InvalidArgument";
+constexpr const char* kErrorBadModelFile = "io.sysaccess.TvSim.Error.BadModelFile";
+constexpr const char* kErrorUnknownConnection = "io.sysaccess.TvSim.Error.UnknownConnection";
+
+class BusError : public std::runtime_error {
+public:
+    BusError(const char* name, const std::string& message) : std::runtime_error(message), m_name(name) {}
+    const char* name() const { return m_name; }
+
+private:
+    const char* m_name;
+};
+
+// Runs a method handler body: a BusError becomes that error, a negative errno
+// from sd-bus (thrown as SdBusFailure) or any other exception becomes
+// org.freedesktop.DBus.Error.Failed, so one client's bad input never escapes
+// into the event loop. Returns what an sd-bus method handler returns.
+int handleMethod(sd_bus_error* error, const std::function<int()>& body);
+
+// An sd-bus call that failed with this negative errno, thrown by check().
+class SdBusFailure : public std::runtime_error {
+public:
+    SdBusFailure(const char* what, int result);
+    int result() const { return m_result; }
+
+private:
+    int m_result;
+};
+
+// Returns result when it is not negative; throws SdBusFailure otherwise.
+int check(int result, const char* what);
+
+}  // namespace tvsimd

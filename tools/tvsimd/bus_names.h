@@ -1,0 +1,26 @@
+// The names tvsimd serves under: its well-known name, object paths and
+// interfaces. docs/simulator.md describes each interface.
+#pragma once
+
+namespace tvsimd {
+
+constexpr const char* kServiceName = "io.sysaccess.TvSim";
+constexpr const char* kControlPath = "/io/sysaccess/TvSim";
+constexpr const char* kModelPrefix = "/io/sysaccess/TvSim/model";
+constexpr const char* kIteratorPrefix = "/io/sysaccess/TvSim/iterator";
+
+// On kControlPath, one interface per facet of the simulator.
+constexpr const char* kControlInterface = "io.sysaccess.TvSim.Control";                // the model
+constexpr const char* kFaultsInterface = "io.sysaccess.TvSim.Control.Faults";          // fault injection
+constexpr const char* kRespondersInterface = "io.sysaccess.TvSim.Control.Responders";  // how actions answer
+constexpr const char* kRecordsInterface = "io.sysaccess.TvSim.Control.Records";        // what clients asked
+constexpr const char* kPlatformInterface = "io.sysaccess.TvSim.Platform";              // the root interface
+
+// On the model objects and iterators.
+constexpr const char* kObjectInterface = "io.sysaccess.TvSim.Object";
+constexpr const char* kValueInterface = "io.sysaccess.TvSim.Value";
+constexpr const char* kActionInterface = "io.sysaccess.TvSim.Action";
+constexpr const char* kTableInterface = "io.sysaccess.TvSim.Table";
+constexpr const char* kIteratorInterface = "io.sysaccess.TvSim.Iterator";
+
+}  // namespace tvsimd

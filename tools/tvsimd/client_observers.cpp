@@ -1,0 +1,184 @@
+#include "client_observers.h"
+
+#include "bus_error.h"
+#include "bus_names.h"
+#include "signals.h"
+#include "value_codec.h"
+
+#include <utility>
+#include <vector>
+
+namespace tvsimd {
+namespace {
+
+// Posts interface.member with the connection id followed by what append adds.
+// Runs on the callback thread; the copy of the target and of the payload
+// travels with the call to the bus thread.
+template <typename Append>
+void post(const SignalTarget& target, const char* interface, const char* member, bool withId, Append append) {
+    target.queue->post([target, interface, member, withId, append = std::move(append)] {
+        emitTo(target.bus, target.client, target.objectPath, interface, member, [&](sd_bus_message* signal) {
+            if (withId) {
+                check(sd_bus_message_append_basic(signal, 't', &target.id), "append connection");
+            }
+            append(signal);
+        });
+    });
+}
+
+void postValue(const SignalTarget& target, tvsim::ModelValue value) {
+    post(target, kValueInterface, "Changed", true,
+         [value = std::move(value)](sd_bus_message* signal) { appendValueVariant(signal, value); });
+}
+
+void postInteger(const SignalTarget& target, const char* interface, const char* member, bool withId, int value) {
+    post(target, interface, member, withId,
+         [value](sd_bus_message* signal) { check(sd_bus_message_append_basic(signal, 'i', &value), "append"); });
+}
+
+class IntegerObserver : public lomodelapi::ObserverNumericInteger {
+public:
+    explicit IntegerObserver(SignalTarget target) : m_target(std::move(target)) {}
+    void notifyNewValue(int value) override { postValue(m_target, value); }
+
+private:
+    SignalTarget m_target;
+};
+
+class Int64Observer : public lomodelapi::ObserverNumericInt64 {
+public:
+    explicit Int64Observer(SignalTarget target) : m_target(std::move(target)) {}
+    void notifyNewValue(long long value) override { postValue(m_target, value); }
+
+private:
+    SignalTarget m_target;
+};
+
+class StringObserver : public lomodelapi::ObserverString {
+public:
+    explicit StringObserver(SignalTarget target) : m_target(std::move(target)) {}
+    void notifyNewValue(const std::string& value) override { postValue(m_target, value); }
+
+private:
+    SignalTarget m_target;
+};
+
+class IntegerVectorObserver : public lomodelapi::ObserverVectorNumericInteger {
+public:
+    explicit IntegerVectorObserver(SignalTarget target) : m_target(std::move(target)) {}
+    void notifyIntegerVector(const std::vector<int>& values) override { postValue(m_target, values); }
+
+private:
+    SignalTarget m_target;
+};
+
+class StringVectorObserver : public lomodelapi::ObserverVectorString {
+public:
+    explicit StringVectorObserver(SignalTarget target) : m_target(std::move(target)) {}
+    void notifyStringVector(const std::vector<std::string>& values) override { postValue(m_target, values); }
+
+private:
+    SignalTarget m_target;
+};
+
+class ActionObserver : public lomodelapi::ObserverAction {
+public:
+    explicit ActionObserver(SignalTarget target) : m_target(std::move(target)) {}
+
+    void notifyResult(unsigned int actionId, const std::vector<lomodelapi::Argument>& results) override {
+        post(m_target, kActionInterface, "Result", true, [actionId, results](sd_bus_message* signal) {
+            const std::uint32_t id = actionId;
+            check(sd_bus_message_append_basic(signal, 'u', &id), "append action id");
+            appendArguments(signal, results);
+        });
+    }
+
+    void notifyExecutionError(unsigned int actionId, int error) override {
+        post(m_target, kActionInterface, "ExecutionError", true, [actionId, error](sd_bus_message* signal) {
+            check(sd_bus_message_append(signal, "ui", static_cast<std::uint32_t>(actionId), error), "append");
+        });
+    }
+
+private:
+    SignalTarget m_target;
+};
+
+class TableObserver : public lomodelapi::ObserverTable {
+public:
+    explicit TableObserver(SignalTarget target) : m_target(std::move(target)) {}
+    void notifyUpdate(int change) override { postInteger(m_target, kTableInterface, "Update", true, change); }
+
+private:
+    SignalTarget m_target;
+};
+
+void appendRow(sd_bus_message* signal, const std::vector<std::string>& row) {
+    appendValue(signal, row);
+}
+
+// Iterator signals carry no id: the iterator's own object path names it.
+class IteratorObserver : public lomodelapi::ObserverTableIterator {
+public:
+    explicit IteratorObserver(SignalTarget target) : m_target(std::move(target)) {}
+
+    void notifyCommit(int status) override { event("Commit", status); }
+    void notifyTotalCount(int count) override { event("TotalCount", count); }
+    void notifySeekToRow(int row) override { event("SeekToRow", row); }
+    void notifySeekToContent(int row) override { event("SeekToContent", row); }
+    void notifyCursorPosition(int row) override { event("CursorPosition", row); }
+    void notifyIteratorReady(int status) override { event("IteratorReady", status); }
+    void notifyUpdate(int change) override { event("Update", change); }
+
+    void notifyReadRow(const std::vector<std::string>& row) override {
+        post(m_target, kIteratorInterface, "ReadRow", false, [row](sd_bus_message* signal) { appendRow(signal, row); });
+    }
+
+    void notifyReadRowChunk(const std::vector<const std::vector<std::string>*>& rows) override {
+        std::vector<std::vector<std::string>> copies;
+        copies.reserve(rows.size());
+        for (const auto* row : rows) {
+            copies.push_back(row != nullptr ? *row : std::vector<std::string>());
+        }
+        post(m_target, kIteratorInterface, "ReadRowChunk", false, [copies = std::move(copies)](sd_bus_message* signal) {
+            check(sd_bus_message_open_container(signal, 'a', "as"), "open rows");
+            for (const auto& row : copies) {
+                appendRow(signal, row);
+            }
+            check(sd_bus_message_close_container(signal), "close rows");
+        });
+    }
+
+private:
+    void event(const char* member, int value) { postInteger(m_target, kIteratorInterface, member, false, value); }
+
+    SignalTarget m_target;
+};
+
+}  // namespace
+
+std::unique_ptr<lomodelapi::Observer> makeObserver(lomodelapi::ObjectTypeSpec realType, SignalTarget target) {
+    switch (realType) {
+        case lomodelapi::OBJECT_TYPE_NUMERIC_INTEGER:
+            return std::make_unique<IntegerObserver>(std::move(target));
+        case lomodelapi::OBJECT_TYPE_NUMERIC_INT64:
+            return std::make_unique<Int64Observer>(std::move(target));
+        case lomodelapi::OBJECT_TYPE_STRING:
+            return std::make_unique<StringObserver>(std::move(target));
+        case lomodelapi::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER:
+            return std::make_unique<IntegerVectorObserver>(std::move(target));
+        case lomodelapi::OBJECT_TYPE_VECTOR_STRING:
+            return std::make_unique<StringVectorObserver>(std::move(target));
+        case lomodelapi::OBJECT_TYPE_ACTION:
+            return std::make_unique<ActionObserver>(std::move(target));
+        case lomodelapi::OBJECT_TYPE_TABLE:
+            return std::make_unique<TableObserver>(std::move(target));
+        default:
+            return std::make_unique<lomodelapi::Observer>();
+    }
+}
+
+std::unique_ptr<lomodelapi::ObserverTableIterator> makeIteratorObserver(SignalTarget target) {
+    return std::make_unique<IteratorObserver>(std::move(target));
+}
+
+}  // namespace tvsimd

@@ -1,0 +1,194 @@
+#include "clients.h"
+
+#include "bus_error.h"
+#include "bus_names.h"
+#include "object_paths.h"
+
+#include <tvsim/simulator.h>
+
+#include <algorithm>
+#include <set>
+
+namespace tvsimd {
+
+Clients::Clients(RootInterface& root, NotificationQueue& queue) : m_root(root), m_queue(queue) {}
+
+Clients::~Clients() {
+    dropAll();
+}
+
+void Clients::dropAll() {
+    std::set<std::string> clients;
+    for (const auto& [id, connection] : m_connections) {
+        clients.insert(connection->client);
+    }
+    for (const std::string& client : clients) {
+        dropClient(client);
+    }
+}
+
+SignalTarget Clients::target(const std::string& client, const std::string& objectPath, std::uint64_t id) const {
+    return SignalTarget{m_bus, &m_queue, client, objectPath, id};
+}
+
+int Clients::connect(const std::string& client, const std::string& modelPath, lomodelapi::ObjectTypeSpec realType,
+                     const ClientConnection*& made) {
+    auto connection = std::make_unique<ClientConnection>();
+    connection->id = m_nextId++;
+    connection->client = client;
+    connection->modelPath = modelPath;
+    connection->realType = realType;
+    m_observers.push_back(makeObserver(realType, target(client, objectPathOf(modelPath), connection->id)));
+    connection->observer = m_observers.back().get();
+    m_labels[connection->observer] = client + "#" + std::to_string(connection->id);
+    ModelObject* object = nullptr;
+    const int status = m_root.connect(modelPath, connection->observer, object);
+    made = nullptr;
+    if (status == 0 && object != nullptr) {
+        connection->object = object;
+        made = connection.get();
+        m_connections.emplace(connection->id, std::move(connection));
+    }
+    return status;
+}
+
+int Clients::disconnect(const std::string& client, const std::string& modelPath, std::uint64_t id) {
+    auto found = m_connections.find(id);
+    if (found == m_connections.end() || found->second->client != client) {
+        return m_root.disconnect(modelPath, nullptr, nullptr);
+    }
+    ClientConnection& connection = *found->second;
+    if (connection.modelPath == modelPath) {
+        destroyIteratorsOf(connection);
+    }
+    const int status = m_root.disconnect(modelPath, connection.observer, connection.object);
+    if (status == 0) {
+        m_connections.erase(found);
+    }
+    return status;
+}
+
+const ClientConnection& Clients::connection(const std::string& client, const std::string& modelPath,
+                                            std::uint64_t id) const {
+    auto found = m_connections.find(id);
+    if (found == m_connections.end() || found->second->client != client || found->second->modelPath != modelPath) {
+        throw BusError(kErrorUnknownConnection,
+                       "Connection " + std::to_string(id) + " to " + modelPath + " is not one this client holds.");
+    }
+    return *found->second;
+}
+
+bool Clients::connectedTo(const std::string& modelPath, lomodelapi::ObjectTypeSpec& realType) const {
+    for (const auto& [id, connection] : m_connections) {
+        if (connection->modelPath == modelPath) {
+            realType = connection->realType;
+            return true;
+        }
+    }
+    return false;
+}
+
+const ClientIterator* Clients::createIterator(const ClientConnection& table, const IteratorRequest& request) {
+    auto* tableObject = dynamic_cast<TableObject*>(table.object);
+    if (tableObject == nullptr) {
+        return nullptr;
+    }
+    auto iterator = std::make_unique<ClientIterator>();
+    iterator->id = m_nextId++;
+    iterator->client = table.client;
+    iterator->objectPath = std::string(kIteratorPrefix) + "/" + std::to_string(iterator->id);
+    iterator->connection = table.id;
+    auto observer = makeIteratorObserver(target(table.client, iterator->objectPath, iterator->id));
+    iterator->observer = observer.get();
+    m_labels[observer.get()] = table.client + "#" + std::to_string(iterator->id);
+    m_observers.push_back(std::move(observer));
+    iterator->iterator = tableObject->createIterator(request.type, iterator->observer, request.selections,
+                                                     request.columns, request.orders);
+    if (iterator->iterator == nullptr) {
+        return nullptr;
+    }
+    const ClientIterator* made = iterator.get();
+    m_iterators.emplace(iterator->objectPath, std::move(iterator));
+    return made;
+}
+
+int Clients::destroyIterator(const ClientConnection& table, const std::string& iteratorPath) {
+    auto* tableObject = dynamic_cast<TableObject*>(table.object);
+    if (tableObject == nullptr) {
+        return tvsim::kStatusUnknownObject;
+    }
+    auto found = m_iterators.find(iteratorPath);
+    if (found == m_iterators.end() || found->second->connection != table.id) {
+        return tableObject->destroyIterator(nullptr);
+    }
+    const int status = tableObject->destroyIterator(found->second->iterator);
+    if (status == 0) {
+        m_iterators.erase(found);
+    }
+    return status;
+}
+
+const ClientIterator* Clients::iterator(const std::string& objectPath) const {
+    auto found = m_iterators.find(objectPath);
+    return found == m_iterators.end() ? nullptr : found->second.get();
+}
+
+std::vector<std::string> Clients::iteratorPaths() const {
+    std::vector<std::string> paths;
+    for (const auto& [path, iterator] : m_iterators) {
+        paths.push_back(path);
+    }
+    return paths;
+}
+
+void Clients::destroyIteratorsOf(const ClientConnection& table) {
+    auto* tableObject = dynamic_cast<TableObject*>(table.object);
+    for (auto it = m_iterators.begin(); it != m_iterators.end();) {
+        if (it->second->connection != table.id) {
+            ++it;
+            continue;
+        }
+        if (tableObject != nullptr) {
+            tableObject->destroyIterator(it->second->iterator);
+        }
+        it = m_iterators.erase(it);
+    }
+}
+
+void Clients::dropClient(const std::string& client) {
+    for (auto it = m_connections.begin(); it != m_connections.end();) {
+        if (it->second->client != client) {
+            ++it;
+            continue;
+        }
+        destroyIteratorsOf(*it->second);
+        m_root.disconnect(it->second->modelPath, it->second->observer, it->second->object);
+        it = m_connections.erase(it);
+    }
+}
+
+std::string Clients::label(const void* observer) const {
+    auto found = m_labels.find(observer);
+    return found == m_labels.end() ? std::string() : found->second;
+}
+
+void Clients::clearEnded() {
+    std::set<const void*> live;
+    for (const auto& [id, connection] : m_connections) {
+        live.insert(connection->observer);
+    }
+    for (const auto& [path, iterator] : m_iterators) {
+        live.insert(static_cast<const lomodelapi::Observer*>(iterator->observer));
+    }
+    m_observers.erase(std::remove_if(m_observers.begin(), m_observers.end(),
+                                     [&](const auto& observer) {
+                                         if (live.count(observer.get()) != 0) {
+                                             return false;
+                                         }
+                                         m_labels.erase(observer.get());
+                                         return true;
+                                     }),
+                      m_observers.end());
+}
+
+}  // namespace tvsimd

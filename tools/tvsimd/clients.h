@@ -1,0 +1,100 @@
+// What each client process holds in the simulator through tvsimd: its
+// connections to model objects and its table iterators, each with the
+// observer tvsimd made for it. Keyed by the client's unique name, so a
+// client can use only its own, and everything a client held is given back
+// when its name leaves the bus. Bus thread only: no lock.
+#pragma once
+
+#include "client_observers.h"
+
+#include <lomodelapi/model_objects.h>
+#include <lomodelapi/table_types.h>
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace tvsimd {
+
+struct ClientConnection {
+    std::uint64_t id = 0;
+    std::string client;
+    std::string modelPath;
+    lomodelapi::ObjectTypeSpec realType = lomodelapi::OBJECT_TYPE_NONE;
+    lomodelapi::Observer* observer = nullptr;  // owned by Clients
+    ModelObject* object = nullptr;             // null when the platform handed out none
+};
+
+struct ClientIterator {
+    std::uint64_t id = 0;
+    std::string client;
+    std::string objectPath;  // under kIteratorPrefix
+    std::uint64_t connection = 0;
+    TableIteratorObject* iterator = nullptr;
+    lomodelapi::ObserverTableIterator* observer = nullptr;  // owned by Clients
+};
+
+struct IteratorRequest {
+    lomodelapi::IteratorType type = lomodelapi::ITERATOR_TYPE_DEFAULT;
+    std::vector<lomodelapi::TableSelection> selections;
+    std::vector<int> columns;
+    std::vector<lomodelapi::TableOrder> orders;
+};
+
+class Clients {
+public:
+    Clients(RootInterface& root, NotificationQueue& queue);
+    ~Clients();  // gives back everything still held
+
+    Clients(const Clients&) = delete;
+    Clients& operator=(const Clients&) = delete;
+
+    void setBus(sd_bus* bus) { m_bus = bus; }
+
+    // RootInterface::connect for the client. The connection is kept when the
+    // platform handed out an object; returns the platform's status and that connection (or null).
+    int connect(const std::string& client, const std::string& modelPath, lomodelapi::ObjectTypeSpec realType,
+                const ClientConnection*& made);
+    // RootInterface::disconnect of the client's connection; an unknown id
+    // still reaches the platform (with no observer and no object), which answers its status.
+    int disconnect(const std::string& client, const std::string& modelPath, std::uint64_t id);
+    // The client's connection to the model path; UnknownConnection otherwise.
+    const ClientConnection& connection(const std::string& client, const std::string& modelPath, std::uint64_t id) const;
+    // Whether any client holds a connection to the path (it stays usable after the path is removed).
+    bool connectedTo(const std::string& modelPath, lomodelapi::ObjectTypeSpec& realType) const;
+
+    // TableObject::createIterator through the client's table connection; null when the platform made none.
+    const ClientIterator* createIterator(const ClientConnection& table, const IteratorRequest& request);
+    // TableObject::destroyIterator; an iterator of another client or connection still reaches the platform.
+    int destroyIterator(const ClientConnection& table, const std::string& iteratorPath);
+    const ClientIterator* iterator(const std::string& objectPath) const;  // null when none
+    std::vector<std::string> iteratorPaths() const;
+
+    // Everything the client holds is given back (its unique name left the bus).
+    void dropClient(const std::string& client);
+    void dropAll();
+
+    // "<unique name>#<connection id>" of an observer tvsimd made, for records; "" for others.
+    std::string label(const void* observer) const;
+    // Forgets the observers of ended connections, kept until now so that records name them.
+    void clearEnded();
+
+private:
+    SignalTarget target(const std::string& client, const std::string& objectPath, std::uint64_t id) const;
+    // Destroys the iterators made through the table connection, before it ends.
+    void destroyIteratorsOf(const ClientConnection& table);
+
+    RootInterface& m_root;
+    NotificationQueue& m_queue;
+    sd_bus* m_bus = nullptr;
+    std::uint64_t m_nextId = 1;
+    std::map<std::uint64_t, std::unique_ptr<ClientConnection>> m_connections;
+    std::map<std::string, std::unique_ptr<ClientIterator>> m_iterators;  // by object path
+    std::vector<std::unique_ptr<lomodelapi::Observer>> m_observers;      // live and ended, until clearEnded
+    std::unordered_map<const void*, std::string> m_labels;
+};
+
+}  // namespace tvsimd

@@ -1,0 +1,113 @@
+// tvsimd: the simulated TV as a D-Bus service. Hosts one simulator with the
+// default TV or a model file, serves it as io.sysaccess.TvSim, prints "ready"
+// once it serves, and exits 0 on SIGINT or SIGTERM after leaving the bus.
+#include "log.h"
+#include "private_bus.h"
+#include "service.h"
+
+#include <tvsim/debug_capture.h>
+#include <tvsim/model_file.h>
+#include <tvsim/simulator.h>
+
+#include <frame/process.h>
+
+#include <CLI/CLI.hpp>
+
+#include <csignal>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+
+namespace {
+
+struct Options {
+    std::string modelFile;
+    std::string address;
+    bool privateBus = false;
+    std::string logLevel;
+};
+
+constexpr const char* kRootInterfaceName = "orvik.lm.interfaces.tvapi.RootInterface";
+
+void applyLogLevel(const std::string& text) {
+    // The simulator's debug service writes the platform's lines; the daemon's own go through tvsimd::logLine.
+    tvsim::setLogThreshold(tvsim::kLevelNone);
+    if (text.empty()) {
+        return;
+    }
+    unsigned level = 0;
+    if (!tvsim::parseLogLevel(text, level)) {
+        throw std::runtime_error("bad --log-level '" + text +
+                                 "': give a number such as 1000 or one of none, always, error, info, trace");
+    }
+    tvsimd::setLogThreshold(level);
+}
+
+// Quoted for a POSIX shell, so that eval "$(tvsimd --private-bus ...)" works.
+std::string shellQuoted(const std::string& text) {
+    std::string quoted = "'";
+    for (char c : text) {
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    }
+    return quoted + "'";
+}
+
+int serve(const Options& options) {
+    applyLogLevel(options.logLevel);
+    // Blocked before any thread starts, so every thread inherits it and the event loop alone takes them.
+    sigset_t stopSignals;
+    sigemptyset(&stopSignals);
+    sigaddset(&stopSignals, SIGINT);
+    sigaddset(&stopSignals, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
+
+    // Started while tvsimd has one thread, so the child may do more than async-signal-safe calls before exec.
+    std::optional<tvsimd::PrivateBus> privateBus;
+    std::string address = options.address;
+    if (options.privateBus) {
+        privateBus.emplace();
+        address = privateBus->address();
+    }
+    tvsim::Simulator simulator;
+    tvsimd::LoadedModels models;
+    models.add(options.modelFile.empty() ? tvsim::loadDefaultModel(simulator)
+                                         : tvsim::loadModelFile(options.modelFile, simulator));
+    // Looked up before any client can set a framework fault; the framework keeps it for the whole process.
+    boost::shared_ptr<frame::Interface> reference;
+    if (frame::Process::getInstance().getInterfaceReference(reference, kRootInterfaceName) != 0 ||
+        reference == nullptr || reference->getObject() == nullptr) {
+        throw std::runtime_error("the simulator offers no root interface");
+    }
+    tvsimd::Service service(simulator, *static_cast<RootInterface*>(reference->getObject()), std::move(models));
+    service.open(address);
+    if (privateBus) {
+        std::cout << "export DBUS_SESSION_BUS_ADDRESS=" << shellQuoted(address) << "\n";
+    }
+    std::cout << "ready" << std::endl;
+    tvsimd::logLine(tvsimd::kLogInfo, "serving io.sysaccess.TvSim" +
+                                          (address.empty() ? std::string(" on the session bus") : " on " + address));
+    return service.run();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app{"tvsimd: the simulated TV as a D-Bus service (io.sysaccess.TvSim)"};
+    Options options;
+    app.add_option("--model", options.modelFile, "Model file to serve instead of the built-in default TV");
+    auto* address = app.add_option("--address", options.address,
+                                   "D-Bus address to serve on instead of the session bus (DBUS_SESSION_BUS_ADDRESS)");
+    app.add_flag("--private-bus", options.privateBus,
+                 "Start a dbus-daemon of its own, print its address as an export line, stop it on exit")
+        ->excludes(address);
+    app.add_option("--log-level", options.logLevel,
+                   "Write tvsimd's own lines on standard error: none, error, info, trace");
+    CLI11_PARSE(app, argc, argv);
+    try {
+        return serve(options);
+    } catch (const std::exception& error) {
+        std::cerr << "tvsimd: " << error.what() << std::endl;
+        return 1;
+    }
+}

@@ -1,0 +1,133 @@
+#include "method_support.h"
+
+#include "bus_error.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+namespace tvsimd {
+namespace {
+
+std::string describe(lomodelapi::ObjectTypeSpec type) {
+    const std::string name = tvsim::objectTypeName(type);
+    return (name.find_first_of("aeiou") == 0 ? "an " : "a ") + name;
+}
+
+}  // namespace
+
+std::string readString(sd_bus_message* message) {
+    const char* text = nullptr;
+    check(sd_bus_message_read_basic(message, 's', &text), "read string");
+    return text;
+}
+
+int readInt(sd_bus_message* message) {
+    std::int32_t value = 0;
+    check(sd_bus_message_read_basic(message, 'i', &value), "read integer");
+    return value;
+}
+
+std::uint64_t readId(sd_bus_message* message) {
+    std::uint64_t id = 0;
+    check(sd_bus_message_read_basic(message, 't', &id), "read id");
+    return id;
+}
+
+std::string senderOf(sd_bus_message* message) {
+    const char* sender = sd_bus_message_get_sender(message);
+    return sender != nullptr ? sender : "";
+}
+
+int reply(sd_bus_message* call, const std::function<void(sd_bus_message*)>& append) {
+    sd_bus_message* answer = nullptr;
+    check(sd_bus_message_new_method_return(call, &answer), "new method return");
+    try {
+        append(answer);
+    } catch (...) {
+        sd_bus_message_unref(answer);
+        throw;
+    }
+    const int sent = sd_bus_send(nullptr, answer, nullptr);
+    sd_bus_message_unref(answer);
+    return sent < 0 ? sent : 1;
+}
+
+int replyEmpty(sd_bus_message* call) {
+    return reply(call, [](sd_bus_message*) {});
+}
+
+int replyStatus(sd_bus_message* call, int status) {
+    return reply(call, [status](sd_bus_message* answer) {
+        check(sd_bus_message_append_basic(answer, 'i', &status), "append status");
+    });
+}
+
+lomodelapi::ObjectTypeSpec realTypeOf(const tvsim::Simulator& simulator, const std::string& path) {
+    for (const tvsim::ModelEntry& entry : simulator.list(path)) {
+        if (entry.path == path) {
+            return entry.type;
+        }
+    }
+    throw BusError(kErrorUnknownPath, "The model holds no object at '" + path + "'.");
+}
+
+tvsim::ValueType valueTypeAt(const tvsim::Simulator& simulator, const std::string& path) {
+    const lomodelapi::ObjectTypeSpec type = realTypeOf(simulator, path);
+    tvsim::ValueType valueType{};
+    if (!tvsim::valueTypeOfObject(type, valueType)) {
+        throw BusError(kErrorWrongType, path + " is " + describe(type) + ", not a value.");
+    }
+    return valueType;
+}
+
+tvsim::ModelValue modelValueAt(const tvsim::Simulator& simulator, const std::string& path) {
+    switch (valueTypeAt(simulator, path)) {
+        case tvsim::ValueType::INTEGER:
+            return simulator.integer(path);
+        case tvsim::ValueType::INT64:
+            return simulator.int64(path);
+        case tvsim::ValueType::STRING:
+            return simulator.string(path);
+        case tvsim::ValueType::INTEGER_VECTOR:
+            return simulator.integerVector(path);
+        case tvsim::ValueType::STRING_VECTOR:
+            return simulator.stringVector(path);
+    }
+    return {};
+}
+
+void requireType(const tvsim::Simulator& simulator, const std::string& path, lomodelapi::ObjectTypeSpec type) {
+    const lomodelapi::ObjectTypeSpec real = realTypeOf(simulator, path);
+    if (real != type) {
+        throw BusError(kErrorWrongType, path + " is " + describe(real) + ", not " + describe(type) + ".");
+    }
+}
+
+int nodeList(const std::vector<std::string>& paths, char*** nodes) {
+    auto** list = static_cast<char**>(std::calloc(paths.size() + 1, sizeof(char*)));
+    if (list == nullptr) {
+        return -ENOMEM;
+    }
+    for (std::size_t i = 0; i < paths.size(); ++i) {
+        list[i] = strdup(paths[i].c_str());
+        if (list[i] == nullptr) {
+            for (std::size_t j = 0; j < i; ++j) {
+                std::free(list[j]);
+            }
+            std::free(list);
+            return -ENOMEM;
+        }
+    }
+    *nodes = list;
+    return 0;
+}
+
+int requireCount(int count) {
+    if (count < 0) {
+        throw BusError(kErrorInvalidArgument, "The count must not be negative; got " + std::to_string(count) + ".");
+    }
+    return count;
+}
+
+}  // namespace tvsimd

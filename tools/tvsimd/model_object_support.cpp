@@ -1,0 +1,102 @@
+#include "model_object_support.h"
+
+#include "bus_error.h"
+#include "bus_names.h"
+#include "method_support.h"
+#include "object_paths.h"
+
+namespace tvsimd {
+namespace {
+
+struct Fallback {
+    Service* service;
+    TypeFilter fits;
+};
+
+int findObject(sd_bus*, const char* objectPath, const char*, void* userdata, void** found, sd_bus_error*) {
+    const auto& fallback = *static_cast<const Fallback*>(userdata);
+    std::string modelPath;
+    if (!modelPathOf(objectPath, modelPath)) {
+        return 0;
+    }
+    lomodelapi::ObjectTypeSpec realType = lomodelapi::OBJECT_TYPE_NONE;
+    for (const tvsim::ModelEntry& entry : fallback.service->simulator().list(modelPath)) {
+        if (entry.path == modelPath) {
+            realType = entry.type;
+        }
+    }
+    if (realType == lomodelapi::OBJECT_TYPE_NONE && !fallback.service->clients().connectedTo(modelPath, realType)) {
+        return 0;
+    }
+    if (!fallback.fits(realType)) {
+        return 0;
+    }
+    *found = fallback.service;
+    return 1;
+}
+
+// Lists every model object, so introspection (busctl tree) shows the model.
+int enumerateObjects(sd_bus*, const char*, void* userdata, char*** nodes, sd_bus_error*) {
+    std::vector<std::string> paths;
+    for (const tvsim::ModelEntry& entry : serviceOf(userdata).simulator().list("")) {
+        paths.push_back(objectPathOf(entry.path));
+    }
+    return nodeList(paths, nodes);
+}
+
+}  // namespace
+
+void addModelEnumerator(Service& service) {
+    check(sd_bus_add_node_enumerator(service.bus(), nullptr, kModelPrefix, enumerateObjects, &service),
+          "add the model enumerator");
+}
+
+void addModelFallback(Service& service, const char* interface, const sd_bus_vtable* vtable, TypeFilter fits) {
+    // The slot owns the filter and frees it when the bus goes.
+    auto* fallback = new Fallback{&service, fits};
+    sd_bus_slot* slot = nullptr;
+    const int added =
+        sd_bus_add_fallback_vtable(service.bus(), &slot, kModelPrefix, interface, vtable, findObject, fallback);
+    if (added < 0) {
+        delete fallback;
+        check(added, interface);
+    }
+    sd_bus_slot_set_destroy_callback(slot, [](void* owned) { delete static_cast<Fallback*>(owned); });
+    // Floating, the bus holds the slot; drop the reference this call made.
+    sd_bus_slot_set_floating(slot, 1);
+    sd_bus_slot_unref(slot);
+}
+
+std::string modelPathOfObject(const char* objectPath) {
+    std::string modelPath;
+    if (objectPath == nullptr || !modelPathOf(objectPath, modelPath)) {
+        throw BusError(kErrorUnknownPath, std::string("No model object is served at ") +
+                                              (objectPath != nullptr ? objectPath : "this path") + ".");
+    }
+    return modelPath;
+}
+
+std::string modelPathOfCall(sd_bus_message* call) {
+    return modelPathOfObject(sd_bus_message_get_path(call));
+}
+
+const ClientConnection& callerConnection(sd_bus_message* call, Service& service, TypeFilter fits) {
+    const std::uint64_t id = readId(call);
+    const ClientConnection& connection = service.clients().connection(senderOf(call), modelPathOfCall(call), id);
+    if (!fits(connection.realType)) {
+        throw BusError(kErrorWrongType, "Connection " + std::to_string(id) + " is to " +
+                                            tvsim::objectTypeName(connection.realType) +
+                                            ", which this interface does not serve.");
+    }
+    return connection;
+}
+
+void addModelObjectInterfaces(Service& service) {
+    addModelEnumerator(service);
+    addObjectInterface(service);
+    addValueInterface(service);
+    addActionInterface(service);
+    addTableInterface(service);
+}
+
+}  // namespace tvsimd

@@ -1,0 +1,92 @@
+// io.sysaccess.TvSim.Platform: the process framework and the root interface,
+// for client processes. A connection belongs to the client that made it; its
+// model object's methods take its id, and its notifications come as signals
+// addressed to that client only.
+#include "bus_error.h"
+#include "bus_names.h"
+#include "log.h"
+#include "method_support.h"
+#include "object_paths.h"
+#include "service.h"
+
+#include <frame/process.h>
+
+namespace tvsimd {
+namespace {
+
+// GetInterfaceReference(s name) -> (i status, b filled, b hasObject): what the
+// process framework answers, with the framework faults applied.
+int getInterfaceReference(sd_bus_message* call, void*, sd_bus_error* error) {
+    return handleMethod(error, [&] {
+        boost::shared_ptr<frame::Interface> reference;
+        const int status = frame::Process::getInstance().getInterfaceReference(reference, readString(call));
+        const bool filled = reference != nullptr;
+        const bool hasObject = filled && reference->getObject() != nullptr;
+        return reply(call, [&](sd_bus_message* answer) {
+            check(sd_bus_message_append(answer, "ibb", status, filled, hasObject), "append reference");
+        });
+    });
+}
+
+lomodelapi::ObjectTypeSpec realTypeOrNone(const tvsim::Simulator& simulator, const std::string& path) {
+    for (const tvsim::ModelEntry& entry : simulator.list(path)) {
+        if (entry.path == path) {
+            return entry.type;
+        }
+    }
+    return lomodelapi::OBJECT_TYPE_NONE;
+}
+
+// Connect(s path) -> (i status, t connection, o object, i realType). An object
+// is handed out only with status 0; otherwise connection is 0 and object "/".
+int connect(sd_bus_message* call, void* userdata, sd_bus_error* error) {
+    return handleMethod(error, [&] {
+        Service& service = serviceOf(userdata);
+        const std::string path = readString(call);
+        const std::string client = senderOf(call);
+        const lomodelapi::ObjectTypeSpec realType = realTypeOrNone(service.simulator(), path);
+        const ClientConnection* made = nullptr;
+        const int status = service.clients().connect(client, path, realType, made);
+        logLine(kLogTrace, client + " connect " + path + ": " + std::to_string(status));
+        const std::uint64_t id = made != nullptr ? made->id : 0;
+        const std::string object = made != nullptr ? objectPathOf(path) : "/";
+        return reply(call, [&](sd_bus_message* answer) {
+            check(sd_bus_message_append(answer, "itoi", status, id, object.c_str(), static_cast<int>(realType)),
+                  "append connection");
+        });
+    });
+}
+
+// Disconnect(s path, t connection) -> i status. Every signal of the
+// connection leaves before the reply, so none follows it.
+int disconnect(sd_bus_message* call, void* userdata, sd_bus_error* error) {
+    return handleMethod(error, [&] {
+        Service& service = serviceOf(userdata);
+        const std::string path = readString(call);
+        const std::uint64_t id = readId(call);
+        const int status = service.clients().disconnect(senderOf(call), path, id);
+        service.queue().drain();
+        return replyStatus(call, status);
+    });
+}
+
+const sd_bus_vtable kVtable[] = {
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_METHOD_WITH_NAMES("GetInterfaceReference", "s", SD_BUS_PARAM(name), "ibb",
+                             SD_BUS_PARAM(status) SD_BUS_PARAM(filled) SD_BUS_PARAM(hasObject), getInterfaceReference,
+                             SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_NAMES("Connect", "s", SD_BUS_PARAM(path), "itoi",
+                             SD_BUS_PARAM(status) SD_BUS_PARAM(connection) SD_BUS_PARAM(object) SD_BUS_PARAM(realType),
+                             connect, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_NAMES("Disconnect", "st", SD_BUS_PARAM(path) SD_BUS_PARAM(connection), "i", SD_BUS_PARAM(status),
+                             disconnect, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_VTABLE_END};
+
+}  // namespace
+
+void addPlatformInterface(Service& service) {
+    check(sd_bus_add_object_vtable(service.bus(), nullptr, kControlPath, kPlatformInterface, kVtable, &service),
+          "add io.sysaccess.TvSim.Platform");
+}
+
+}  // namespace tvsimd

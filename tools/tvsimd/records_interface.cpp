@@ -1,0 +1,120 @@
+// io.sysaccess.TvSim.Control.Records: what clients asked of the platform, as
+// structured replies. A record names its client as "<unique name>#<id>", the
+// connection or iterator tvsimd made for it ("" when it names no observer).
+#include "bus_error.h"
+#include "bus_names.h"
+#include "method_support.h"
+#include "service.h"
+#include "value_codec.h"
+
+namespace tvsimd {
+namespace {
+
+// Replies with an array of the records, each appended by appendOne.
+template <typename Record, typename AppendOne>
+int replyRecords(sd_bus_message* call, const std::string& fields, const std::vector<Record>& records,
+                 AppendOne appendOne) {
+    return reply(call, [&](sd_bus_message* answer) {
+        check(sd_bus_message_open_container(answer, 'a', ("(" + fields + ")").c_str()), "open records");
+        for (const Record& record : records) {
+            check(sd_bus_message_open_container(answer, 'r', fields.c_str()), "open record");
+            appendOne(answer, record);
+            check(sd_bus_message_close_container(answer), "close record");
+        }
+        check(sd_bus_message_close_container(answer), "close records");
+    });
+}
+
+int connects(sd_bus_message* call, void* userdata, sd_bus_error* error) {
+    return handleMethod(error, [&] {
+        Service& service = serviceOf(userdata);
+        return replyRecords(call, "ssib", service.simulator().connects(),
+                            [&](sd_bus_message* answer, const tvsim::ConnectRecord& record) {
+                                check(sd_bus_message_append(answer, "ssib", record.path.c_str(),
+                                                            service.clients().label(record.observer).c_str(),
+                                                            record.status, record.object != nullptr),
+                                      "append connect");
+                            });
+    });
+}
+
+int disconnects(sd_bus_message* call, void* userdata, sd_bus_error* error) {
+    return handleMethod(error, [&] {
+        Service& service = serviceOf(userdata);
+        return replyRecords(call, "ss", service.simulator().disconnects(),
+                            [&](sd_bus_message* answer, const tvsim::DisconnectRecord& record) {
+                                check(sd_bus_message_append(answer, "ss", record.path.c_str(),
+                                                            service.clients().label(record.observer).c_str()),
+                                      "append disconnect");
+                            });
+    });
+}
+
+int invokes(sd_bus_message* call, void* userdata, sd_bus_error* error) {
+    return handleMethod(error, [&] {
+        return replyRecords(call, "suia(nnns)", serviceOf(userdata).simulator().invokes(),
+                            [](sd_bus_message* answer, const tvsim::InvokeRecord& record) {
+                                check(sd_bus_message_append(answer, "sui", record.path.c_str(),
+                                                            static_cast<std::uint32_t>(record.actionId), record.status),
+                                      "append invoke");
+                                appendArguments(answer, record.arguments);
+                            });
+    });
+}
+
+int createIterators(sd_bus_message* call, void* userdata, sd_bus_error* error) {
+    return handleMethod(error, [&] {
+        Service& service = serviceOf(userdata);
+        return replyRecords(call, "ssiaib", service.simulator().createIterators(),
+                            [&](sd_bus_message* answer, const tvsim::CreateIteratorRecord& record) {
+                                check(sd_bus_message_append(answer, "ssi", record.path.c_str(),
+                                                            service.clients().label(record.observer).c_str(),
+                                                            static_cast<int>(record.type)),
+                                      "append iterator");
+                                check(sd_bus_message_append_array(answer, 'i', record.columns.data(),
+                                                                  record.columns.size() * sizeof(int)),
+                                      "append columns");
+                                check(sd_bus_message_append(answer, "b", record.iterator != nullptr), "append");
+                            });
+    });
+}
+
+template <int (tvsim::Simulator::*Count)(const std::string&) const>
+int countOf(sd_bus_message* call, void* userdata, sd_bus_error* error) {
+    return handleMethod(error,
+                        [&] { return replyStatus(call, (serviceOf(userdata).simulator().*Count)(readString(call))); });
+}
+
+int clear(sd_bus_message* call, void* userdata, sd_bus_error* error) {
+    return handleMethod(error, [&] {
+        Service& service = serviceOf(userdata);
+        service.simulator().clearRecords();
+        service.clients().clearEnded();
+        return replyEmpty(call);
+    });
+}
+
+const sd_bus_vtable kVtable[] = {
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_METHOD_WITH_NAMES("Connects", "", , "a(ssib)", SD_BUS_PARAM(records), connects, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_NAMES("Disconnects", "", , "a(ss)", SD_BUS_PARAM(records), disconnects,
+                             SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_NAMES("Invokes", "", , "a(suia(nnns))", SD_BUS_PARAM(records), invokes,
+                             SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_NAMES("CreateIterators", "", , "a(ssiaib)", SD_BUS_PARAM(records), createIterators,
+                             SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_NAMES("SetterCalls", "s", SD_BUS_PARAM(path), "i", SD_BUS_PARAM(count),
+                             countOf<&tvsim::Simulator::setterCalls>, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_NAMES("ConnectedObservers", "s", SD_BUS_PARAM(path), "i", SD_BUS_PARAM(count),
+                             countOf<&tvsim::Simulator::connectedObservers>, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD("Clear", "", "", clear, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_VTABLE_END};
+
+}  // namespace
+
+void addRecordsInterface(Service& service) {
+    check(sd_bus_add_object_vtable(service.bus(), nullptr, kControlPath, kRecordsInterface, kVtable, &service),
+          "add io.sysaccess.TvSim.Control.Records");
+}
+
+}  // namespace tvsimd

@@ -1,0 +1,110 @@
+// io.sysaccess.TvSim.Control.Responders: how an action answers, and outcomes
+// the platform reports by itself.
+#include "bus_error.h"
+#include "bus_names.h"
+#include "method_support.h"
+#include "service.h"
+#include "value_codec.h"
+
+#include <cstring>
+
+namespace tvsimd {
+namespace {
+
+std::string actionPath(sd_bus_message* call, tvsim::Simulator& simulator) {
+    std::string path = readString(call);
+    requireType(simulator, path, lomodelapi::OBJECT_TYPE_ACTION);
+    return path;
+}
+
+tvsim::Reply::Kind replyKind(const char* name) {
+    if (std::strcmp(name, "results") == 0) {
+        return tvsim::Reply::Kind::Results;
+    }
+    if (std::strcmp(name, "failure") == 0) {
+        return tvsim::Reply::Kind::Failure;
+    }
+    if (std::strcmp(name, "none") == 0) {
+        return tvsim::Reply::Kind::NoReply;
+    }
+    throw BusError(kErrorInvalidArgument,
+                   std::string("The reply kind must be results, failure or none; got '") + name + "'.");
+}
+
+// SetReply(s path, s kind, i error, u delayMs, i copies, b beforeInvokeReturns, a(nnns) results)
+int setReply(sd_bus_message* call, void* userdata, sd_bus_error* error) {
+    return handleMethod(error, [&] {
+        tvsim::Simulator& simulator = serviceOf(userdata).simulator();
+        const std::string path = actionPath(call, simulator);
+        const char* kind = nullptr;
+        std::uint32_t delayMs = 0;
+        int early = 0;
+        tvsim::Reply answer;
+        check(sd_bus_message_read(call, "siuib", &kind, &answer.error, &delayMs, &answer.copies, &early), "read reply");
+        answer.kind = replyKind(kind);
+        answer.delay = std::chrono::milliseconds(delayMs);
+        answer.beforeInvokeReturns = early != 0;
+        answer.results = readArguments(call);
+        if (answer.copies < 1) {
+            throw BusError(kErrorInvalidArgument,
+                           "A reply needs at least one copy; got " + std::to_string(answer.copies) + ".");
+        }
+        simulator.setResponder(path,
+                               [answer](unsigned int, const std::vector<lomodelapi::Argument>&) { return answer; });
+        return replyEmpty(call);
+    });
+}
+
+int resetReply(sd_bus_message* call, void* userdata, sd_bus_error* error) {
+    return handleMethod(error, [&] {
+        Service& service = serviceOf(userdata);
+        const std::string path = actionPath(call, service.simulator());
+        service.simulator().setResponder(path, service.models().ownResponder(path));
+        return replyEmpty(call);
+    });
+}
+
+int emitResult(sd_bus_message* call, void* userdata, sd_bus_error* error) {
+    return handleMethod(error, [&] {
+        tvsim::Simulator& simulator = serviceOf(userdata).simulator();
+        const std::string path = actionPath(call, simulator);
+        std::uint32_t actionId = 0;
+        check(sd_bus_message_read_basic(call, 'u', &actionId), "read action id");
+        simulator.emitResult(path, actionId, readArguments(call));
+        return replyEmpty(call);
+    });
+}
+
+int emitExecutionError(sd_bus_message* call, void* userdata, sd_bus_error* error) {
+    return handleMethod(error, [&] {
+        tvsim::Simulator& simulator = serviceOf(userdata).simulator();
+        const std::string path = actionPath(call, simulator);
+        std::uint32_t actionId = 0;
+        int code = 0;
+        check(sd_bus_message_read(call, "ui", &actionId, &code), "read outcome");
+        simulator.emitExecutionError(path, actionId, code);
+        return replyEmpty(call);
+    });
+}
+
+const sd_bus_vtable kVtable[] = {
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_METHOD_WITH_NAMES("SetReply", "ssiuiba(nnns)",
+                             SD_BUS_PARAM(path) SD_BUS_PARAM(kind) SD_BUS_PARAM(error) SD_BUS_PARAM(delayMs)
+                                 SD_BUS_PARAM(copies) SD_BUS_PARAM(beforeInvokeReturns) SD_BUS_PARAM(results),
+                             "", , setReply, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_NAMES("ResetReply", "s", SD_BUS_PARAM(path), "", , resetReply, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_NAMES("EmitResult", "sua(nnns)", SD_BUS_PARAM(path) SD_BUS_PARAM(actionId) SD_BUS_PARAM(results),
+                             "", , emitResult, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_NAMES("EmitExecutionError", "sui", SD_BUS_PARAM(path) SD_BUS_PARAM(actionId) SD_BUS_PARAM(error),
+                             "", , emitExecutionError, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_VTABLE_END};
+
+}  // namespace
+
+void addRespondersInterface(Service& service) {
+    check(sd_bus_add_object_vtable(service.bus(), nullptr, kControlPath, kRespondersInterface, kVtable, &service),
+          "add io.sysaccess.TvSim.Control.Responders");
+}
+
+}  // namespace tvsimd

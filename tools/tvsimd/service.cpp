@@ -1,0 +1,104 @@
+#include "service.h"
+
+#include "bus_error.h"
+#include "bus_names.h"
+#include "log.h"
+
+#include <sys/epoll.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <stdexcept>
+
+namespace tvsimd {
+namespace {
+
+void require(int result, const std::string& what) {
+    if (result < 0) {
+        throw std::runtime_error(what + ": " + std::strerror(-result));
+    }
+}
+
+}  // namespace
+
+Service::Service(tvsim::Simulator& simulator, RootInterface& root, LoadedModels models)
+    : m_simulator(simulator),
+      m_root(root),
+      m_models(std::move(models)),
+      m_flusher(simulator, m_queue),
+      m_clients(root, m_queue) {}
+
+Service::~Service() {
+    // Before the bus goes: no observer may post for a client after this.
+    m_clients.dropAll();
+    if (m_bus != nullptr) {
+        sd_bus_flush_close_unref(m_bus);
+    }
+    if (m_event != nullptr) {
+        sd_event_unref(m_event);
+    }
+}
+
+void Service::open(const std::string& address) {
+    require(sd_event_new(&m_event), "cannot make an event loop");
+    if (address.empty()) {
+        require(sd_bus_open_user(&m_bus), "cannot connect to the session bus (DBUS_SESSION_BUS_ADDRESS)");
+    } else {
+        require(sd_bus_new(&m_bus), "cannot make a bus connection");
+        require(sd_bus_set_address(m_bus, address.c_str()), "bad bus address '" + address + "'");
+        require(sd_bus_set_bus_client(m_bus, 1), "cannot make a bus client");
+        require(sd_bus_start(m_bus), "cannot connect to the bus at '" + address + "'");
+    }
+    m_clients.setBus(m_bus);
+    require(sd_bus_attach_event(m_bus, m_event, SD_EVENT_PRIORITY_NORMAL), "cannot attach the bus");
+    require(sd_event_add_io(m_event, nullptr, m_queue.fd(), EPOLLIN, &Service::onQueue, this),
+            "cannot watch the notification queue");
+    require(sd_event_add_signal(m_event, nullptr, SIGINT, nullptr, nullptr), "cannot handle SIGINT");
+    require(sd_event_add_signal(m_event, nullptr, SIGTERM, nullptr, nullptr), "cannot handle SIGTERM");
+    require(sd_bus_match_signal(m_bus, nullptr, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                                "NameOwnerChanged", &Service::onNameOwnerChanged, this),
+            "cannot watch clients leave");
+    addControlInterface(*this);
+    addFaultsInterface(*this);
+    addRespondersInterface(*this);
+    addRecordsInterface(*this);
+    addPlatformInterface(*this);
+    addModelObjectInterfaces(*this);
+    addIteratorInterface(*this);
+    require(sd_bus_add_object_manager(m_bus, nullptr, kControlPath), "cannot add the object manager");
+    const int named = sd_bus_request_name(m_bus, kServiceName, 0);
+    if (named == -EEXIST) {
+        throw std::runtime_error(std::string(kServiceName) + " is already owned on this bus");
+    }
+    require(named, std::string("cannot own ") + kServiceName);
+}
+
+int Service::run() {
+    require(sd_event_loop(m_event), "event loop failed");
+    sd_bus_release_name(m_bus, kServiceName);
+    sd_bus_flush(m_bus);
+    logLine(kLogInfo, "released " + std::string(kServiceName));
+    return 0;
+}
+
+int Service::onQueue(sd_event_source*, int, std::uint32_t, void* service) {
+    static_cast<Service*>(service)->m_queue.drain();
+    return 0;
+}
+
+int Service::onNameOwnerChanged(sd_bus_message* message, void* service, sd_bus_error*) {
+    const char* name = nullptr;
+    const char* oldOwner = nullptr;
+    const char* newOwner = nullptr;
+    if (sd_bus_message_read(message, "sss", &name, &oldOwner, &newOwner) < 0) {
+        return 0;
+    }
+    if (name[0] == ':' && newOwner[0] == '\0') {
+        logLine(kLogTrace, std::string("client ") + name + " left");
+        static_cast<Service*>(service)->m_clients.dropClient(name);
+    }
+    return 0;
+}
+
+}  // namespace tvsimd

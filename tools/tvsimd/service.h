@@ -1,0 +1,77 @@
+// The TV service: one simulator served on one bus under io.sysaccess.TvSim.
+// The thread that calls run() is the bus thread: every sd-bus object and
+// every method handler lives there. The simulator's callback thread reaches
+// it only through the notification queue.
+#pragma once
+
+#include "clients.h"
+#include "flush_worker.h"
+#include "loaded_models.h"
+#include "notification_queue.h"
+
+#include <tvsim/simulator.h>
+
+#include <systemd/sd-bus.h>
+#include <systemd/sd-event.h>
+
+#include <string>
+
+namespace tvsimd {
+
+class Service {
+public:
+    // root is the simulator's root interface, looked up before any fault could hide it.
+    Service(tvsim::Simulator& simulator, RootInterface& root, LoadedModels models);
+    ~Service();  // gives back what clients held, leaves the bus
+
+    Service(const Service&) = delete;
+    Service& operator=(const Service&) = delete;
+
+    // Connects to the bus at the address (empty: the session bus), serves every
+    // object and takes the well-known name. Throws std::runtime_error with one line.
+    // SIGINT and SIGTERM must already be blocked in every thread.
+    void open(const std::string& address);
+    // Serves until SIGINT or SIGTERM, then releases the name. Returns the exit code.
+    int run();
+
+    sd_bus* bus() const { return m_bus; }
+    tvsim::Simulator& simulator() { return m_simulator; }
+    RootInterface& root() { return m_root; }
+    Clients& clients() { return m_clients; }
+    LoadedModels& models() { return m_models; }
+    NotificationQueue& queue() { return m_queue; }
+    FlushWorker& flusher() { return m_flusher; }
+
+private:
+    static int onQueue(sd_event_source* source, int fd, std::uint32_t events, void* service);
+    static int onNameOwnerChanged(sd_bus_message* message, void* service, sd_bus_error* error);
+
+    tvsim::Simulator& m_simulator;
+    RootInterface& m_root;
+    LoadedModels m_models;
+    NotificationQueue m_queue;
+    FlushWorker m_flusher;  // after the queue it posts to
+    Clients m_clients;
+    sd_event* m_event = nullptr;
+    sd_bus* m_bus = nullptr;
+};
+
+// The service behind a handler's userdata.
+inline Service& serviceOf(void* userdata) {
+    return *static_cast<Service*>(userdata);
+}
+
+// Each adds one interface (or family of objects) to the service's bus; interfaces.cpp files.
+void addControlInterface(Service& service);
+void addFaultsInterface(Service& service);
+void addRespondersInterface(Service& service);
+void addRecordsInterface(Service& service);
+void addPlatformInterface(Service& service);
+void addModelObjectInterfaces(Service& service);  // the enumerator and the four below
+void addObjectInterface(Service& service);
+void addValueInterface(Service& service);
+void addActionInterface(Service& service);
+void addTableInterface(Service& service);
+void addIteratorInterface(Service& service);
+
+}  // namespace tvsimd

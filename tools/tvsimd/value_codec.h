@@ -1,0 +1,30 @@
+// Model values and action arguments in D-Bus messages.
+//   integer i, int64 x, string s, integer-vector ai, string-vector as;
+//   an argument or result (tag, position, subtag, value) is (nnns).
+// Readers throw BusError with one sentence naming the path and what is wrong.
+#pragma once
+
+#include <tvsim/model_file.h>
+
+#include <lomodelapi/argument.h>
+
+#include <systemd/sd-bus.h>
+
+#include <string>
+#include <vector>
+
+namespace tvsimd {
+
+const char* signatureOf(tvsim::ValueType type);
+
+void appendValue(sd_bus_message* message, const tvsim::ModelValue& value);         // as its bare type
+void appendValueVariant(sd_bus_message* message, const tvsim::ModelValue& value);  // wrapped in v
+// Reads a variant for the value at the path. Any integer type fits integer and
+// int64 when its value is in range (OutOfRange otherwise); other mismatches are WrongType.
+tvsim::ModelValue readValueVariant(sd_bus_message* message, tvsim::ValueType expected, const std::string& path);
+
+void appendArguments(sd_bus_message* message, const std::vector<lomodelapi::Argument>& arguments);
+// Positions and subtags must fit a signed byte (OutOfRange otherwise).
+std::vector<lomodelapi::Argument> readArguments(sd_bus_message* message);
+
+}  // namespace tvsimd
