@@ -85,7 +85,7 @@ int refuseInterfaceReference(sd_bus_message* call, void* userdata, sd_bus_error*
 }
 
 // For the faults that take one flag.
-template <void (tvsim::Simulator::*Fault)(bool)>
+template <void (tvsim::FaultInjection::*Fault)(bool)>
 int flagFault(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
         int flag = 0;
@@ -112,9 +112,9 @@ const sd_bus_vtable kVtable[] = {
     SD_BUS_METHOD_WITH_NAMES("RefuseInterfaceReference", "bi", SD_BUS_PARAM(refuse) SD_BUS_PARAM(status), "", ,
                              refuseInterfaceReference, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD_WITH_NAMES("EmptyInterfaceReference", "b", SD_BUS_PARAM(empty), "", ,
-                             flagFault<&tvsim::Simulator::emptyInterfaceReference>, SD_BUS_VTABLE_UNPRIVILEGED),
+                             flagFault<&tvsim::FaultInjection::emptyInterfaceReference>, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD_WITH_NAMES("NullRootObject", "b", SD_BUS_PARAM(null), "", ,
-                             flagFault<&tvsim::Simulator::nullRootObject>, SD_BUS_VTABLE_UNPRIVILEGED),
+                             flagFault<&tvsim::FaultInjection::nullRootObject>, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_VTABLE_END};
 
 }  // namespace

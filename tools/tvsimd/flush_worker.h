@@ -28,17 +28,17 @@ public:
 
     // Any thread. Once everything the simulator queued before this call has
     // been delivered, done runs on the bus thread.
-    void request(std::function<void()> done) EXCLUDES(m_mutex);
+    void request(std::function<void()> done) SYSACCESS_EXCLUDES(m_mutex);
 
 private:
-    void run() EXCLUDES(m_mutex);  // the worker thread
+    void run() SYSACCESS_EXCLUDES(m_mutex);  // the worker thread
 
     tvsim::Simulator& m_simulator;
     NotificationQueue& m_queue;
     velmora::base::Mutex m_mutex;
     velmora::base::ConditionVariable m_wake;
-    std::deque<std::function<void()>> m_pending GUARDED_BY(m_mutex);
-    bool m_stopping GUARDED_BY(m_mutex) = false;
+    std::deque<std::function<void()>> m_pending SYSACCESS_GUARDED_BY(m_mutex);
+    bool m_stopping SYSACCESS_GUARDED_BY(m_mutex) = false;
     std::thread m_thread;
 };
 

@@ -26,15 +26,15 @@ public:
     int fd() const { return m_eventFd; }
 
     // Any thread. Never blocks on the bus.
-    void post(Call call) EXCLUDES(m_mutex);
+    void post(Call call) SYSACCESS_EXCLUDES(m_mutex);
 
     // Bus thread only: runs every call posted so far, oldest first, with no lock
     // held; calls posted meanwhile run too. Calls that throw are dropped.
-    void drain() EXCLUDES(m_mutex);
+    void drain() SYSACCESS_EXCLUDES(m_mutex);
 
 private:
     velmora::base::Mutex m_mutex;
-    std::deque<Call> m_calls GUARDED_BY(m_mutex);
+    std::deque<Call> m_calls SYSACCESS_GUARDED_BY(m_mutex);
     int m_eventFd;
 };
 

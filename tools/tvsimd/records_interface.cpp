@@ -79,7 +79,7 @@ int createIterators(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     });
 }
 
-template <int (tvsim::Simulator::*Count)(const std::string&) const>
+template <int (tvsim::CallRecords::*Count)(const std::string&) const>
 int countOf(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error,
                         [&] { return replyStatus(call, (serviceOf(userdata).simulator().*Count)(readString(call))); });
@@ -104,9 +104,9 @@ const sd_bus_vtable kVtable[] = {
     SD_BUS_METHOD_WITH_NAMES("CreateIterators", "", , "a(ssiaib)", SD_BUS_PARAM(records), createIterators,
                              SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD_WITH_NAMES("SetterCalls", "s", SD_BUS_PARAM(path), "i", SD_BUS_PARAM(count),
-                             countOf<&tvsim::Simulator::setterCalls>, SD_BUS_VTABLE_UNPRIVILEGED),
+                             countOf<&tvsim::CallRecords::setterCalls>, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD_WITH_NAMES("ConnectedObservers", "s", SD_BUS_PARAM(path), "i", SD_BUS_PARAM(count),
-                             countOf<&tvsim::Simulator::connectedObservers>, SD_BUS_VTABLE_UNPRIVILEGED),
+                             countOf<&tvsim::CallRecords::connectedObservers>, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD("Clear", "", "", clear, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_VTABLE_END};
 
