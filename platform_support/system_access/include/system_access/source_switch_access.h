@@ -57,6 +57,7 @@ private:
 class SYSTEM_ACCESS_EXPORT SourceSwitchAccess {
 public:
     // Bit sets; a playback status may also combine them as 5 (video and PSI).
+    // NOLINTNEXTLINE(bugprone-reserved-identifier): the name clients already use; it cannot change.
     enum _ResourceType : int {
         RESOURCE_TYPE_VIDEO = 1,
         RESOURCE_TYPE_AV = 3,
@@ -143,8 +144,8 @@ private:
         std::uint64_t arrival;  // its key in m_arrivals
     };
     std::map<unsigned int, StoredOutcome> m_results SYSACCESS_GUARDED_BY(m_resultMutex);  // by action id
-    std::map<std::uint64_t, unsigned int> m_arrivals
-        SYSACCESS_GUARDED_BY(m_resultMutex);  // the ids of m_results, oldest first
+    // The ids of m_results, oldest first.
+    std::map<std::uint64_t, unsigned int> m_arrivals SYSACCESS_GUARDED_BY(m_resultMutex);
     std::uint64_t m_nextArrival SYSACCESS_GUARDED_BY(m_resultMutex) = 0;
     base::ConditionVariable m_resultCondition;  // broadcast on every stored outcome
     base::Mutex m_resultMutex;
