@@ -136,7 +136,9 @@ void CallbackThread::run() {
             m_ready.pop_front();
             deliver(std::move(item));
         } else if (!m_delayed.empty()) {
-            lock.waitUntil(m_workArrived, m_delayed.begin()->first.first);
+            // A copy: a disconnect may drop that item (and its key) while this thread waits.
+            const Clock::time_point due = m_delayed.begin()->first.first;
+            lock.waitUntil(m_workArrived, due);
         } else if (m_stopping) {
             break;
         } else {
