@@ -25,13 +25,15 @@ int remainingMs(Clock::time_point deadline) {
 
 ChildProcess::ChildProcess(const std::vector<std::string>& argv) {
     int fds[2];
-    if (pipe2(fds, O_CLOEXEC) != 0) {
+    int input[2];
+    if (pipe2(fds, O_CLOEXEC) != 0 || pipe2(input, O_CLOEXEC) != 0) {
         throw std::runtime_error("pipe");
     }
     m_pid = fork();
     if (m_pid == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         dup2(fds[1], STDOUT_FILENO);
+        dup2(input[0], STDIN_FILENO);
         std::vector<char*> args;
         for (const std::string& arg : argv) {
             args.push_back(const_cast<char*>(arg.c_str()));
@@ -41,7 +43,9 @@ ChildProcess::ChildProcess(const std::vector<std::string>& argv) {
         _exit(127);
     }
     close(fds[1]);
+    close(input[0]);
     m_out = fds[0];
+    m_in = input[1];
 }
 
 ChildProcess::~ChildProcess() {
@@ -50,6 +54,16 @@ ChildProcess::~ChildProcess() {
         waitpid(m_pid, nullptr, 0);
     }
     close(m_out);
+    close(m_in);
+}
+
+void ChildProcess::writeLine(const std::string& line) {
+    const std::string text = line + "\n";
+    // A child that has exited must fail the test, not kill it with SIGPIPE.
+    signal(SIGPIPE, SIG_IGN);
+    if (write(m_in, text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
+        throw std::runtime_error("write to child");
+    }
 }
 
 std::string ChildProcess::readLine(milliseconds timeout) {

@@ -16,13 +16,15 @@ using std::chrono::milliseconds;
 
 class ChildProcess {
 public:
-    // Starts the program with its standard output on a pipe; stderr is kept.
+    // Starts the program with its standard input and output on pipes; stderr is kept.
     explicit ChildProcess(const std::vector<std::string>& argv);
     ~ChildProcess();  // SIGKILL if still running
 
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 
+    // Writes the line and a newline to its standard input.
+    void writeLine(const std::string& line);
     // The next line of its standard output, without the newline; "" after the timeout or at its end.
     std::string readLine(milliseconds timeout = milliseconds(10000));
     // Waits for the exit: the exit code, or -1 (killed by a signal or still running at the timeout).
@@ -33,6 +35,7 @@ public:
 private:
     int m_pid = -1;
     int m_out = -1;
+    int m_in = -1;
     std::string m_buffered;
 };
 

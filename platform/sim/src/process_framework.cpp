@@ -1,5 +1,8 @@
-// frame::Process of the simulated platform, backed by InterfaceRegistry.
+// frame::Process of the simulated platform, backed by InterfaceRegistry, or
+// by the TV service when TVSIM_BUS selects the remote platform.
 #include "process_framework.h"
+
+#include "remote_platform.h"
 
 #include <tvsim/simulator.h>
 
@@ -70,6 +73,9 @@ Process Process::getInstance() {
 }
 
 int Process::getInterfaceReference(boost::shared_ptr<Interface>& reference, const std::string& name) {
+    if (tvsim::remote::selected()) {
+        return tvsim::remote::getInterfaceReference(reference, name);
+    }
     return tvsim::InterfaceRegistry::instance().lookup(reference, name);
 }
 

@@ -1,0 +1,99 @@
+#include "bus_connection.h"
+
+#include "bus_names.h"
+
+#include <cstdint>
+#include <ctime>
+
+namespace tvsim::remote {
+namespace {
+
+// Signals of the TV service (every one is addressed to this client) and the
+// bus's report of the service's name changing hands.
+constexpr const char* kSignalMatch = "type='signal',path_namespace='/io/sysaccess/TvSim'";
+constexpr const char* kOwnerMatch =
+    "type='signal',path='/org/freedesktop/DBus',interface='org.freedesktop.DBus',"
+    "member='NameOwnerChanged',arg0='io.sysaccess.TvSim'";
+
+}  // namespace
+
+BusConnection::~BusConnection() {
+    close();
+}
+
+bool BusConnection::open(const std::string& address, Handler onSignal, Handler onOwnerChanged, void* userdata) {
+    close();
+    sd_bus* bus = nullptr;
+    if (sd_bus_new(&bus) < 0) {
+        return false;
+    }
+    const bool ready = sd_bus_set_address(bus, address.c_str()) >= 0 && sd_bus_set_bus_client(bus, 1) >= 0 &&
+                       sd_bus_start(bus) >= 0 &&
+                       sd_bus_add_match(bus, nullptr, kSignalMatch, onSignal, userdata) >= 0 &&
+                       sd_bus_add_match(bus, nullptr, kOwnerMatch, onOwnerChanged, userdata) >= 0;
+    if (!ready) {
+        sd_bus_flush_close_unref(bus);
+        return false;
+    }
+    m_bus = bus;
+    return true;
+}
+
+void BusConnection::close() {
+    if (m_bus != nullptr) {
+        sd_bus_flush_close_unref(m_bus);
+        m_bus = nullptr;
+    }
+}
+
+Message BusConnection::call(const std::string& path, const char* interface, const char* member, const Append& append,
+                            std::string& errorName) {
+    if (m_bus == nullptr) {
+        errorName = SD_BUS_ERROR_NO_SERVER;
+        return nullptr;
+    }
+    sd_bus_message* request = nullptr;
+    if (sd_bus_message_new_method_call(m_bus, &request, tvsimd::kServiceName, path.c_str(), interface, member) < 0) {
+        errorName = SD_BUS_ERROR_NO_MEMORY;
+        return nullptr;
+    }
+    Message owned(request);
+    // A missing service is an answer, not a reason to start one.
+    sd_bus_message_set_auto_start(request, 0);
+    append(request);
+    sd_bus_error error = SD_BUS_ERROR_NULL;
+    sd_bus_message* reply = nullptr;
+    const std::uint64_t timeout = std::chrono::duration_cast<std::chrono::microseconds>(kCallTimeout).count();
+    if (sd_bus_call(m_bus, request, timeout, &error, &reply) < 0) {
+        errorName = error.name != nullptr ? error.name : SD_BUS_ERROR_DISCONNECTED;
+        sd_bus_error_free(&error);
+        return nullptr;
+    }
+    return Message(reply);
+}
+
+int BusConnection::process() {
+    return m_bus != nullptr ? sd_bus_process(m_bus, nullptr) : 0;
+}
+
+int BusConnection::fd() const {
+    return m_bus != nullptr ? sd_bus_get_fd(m_bus) : -1;
+}
+
+short BusConnection::pollEvents() const {
+    const int events = m_bus != nullptr ? sd_bus_get_events(m_bus) : 0;
+    return static_cast<short>(events > 0 ? events : 0);
+}
+
+int BusConnection::pollTimeoutMs() const {
+    std::uint64_t until = 0;
+    if (m_bus == nullptr || sd_bus_get_timeout(m_bus, &until) <= 0 || until == UINT64_MAX) {
+        return -1;
+    }
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    const std::uint64_t nowUs = static_cast<std::uint64_t>(now.tv_sec) * 1000000 + now.tv_nsec / 1000;
+    return until <= nowUs ? 0 : static_cast<int>((until - nowUs + 999) / 1000);
+}
+
+}  // namespace tvsim::remote

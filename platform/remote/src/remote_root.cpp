@@ -1,0 +1,403 @@
+#include "remote_root.h"
+
+#include "bus_error.h"
+#include "bus_names.h"
+#include "remote_objects.h"
+#include "value_codec.h"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <cstdint>
+
+namespace tvsim::remote {
+namespace {
+
+using tvsimd::check;
+
+// A reply of the form (i status): the status.
+int readStatus(sd_bus_message* reply) {
+    int status = 0;
+    check(sd_bus_message_read_basic(reply, 'i', &status), "read status");
+    return status;
+}
+
+void appendTypedArray(sd_bus_message* message, const char* type, const std::function<void()>& elements) {
+    check(sd_bus_message_open_container(message, 'a', type), "open array");
+    elements();
+    check(sd_bus_message_close_container(message), "close array");
+}
+
+}  // namespace
+
+RemoteRoot::RemoteRoot(std::string address)
+    : m_address(std::move(address)), m_wakeFd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+    {
+        Lock lock(m_mutex);
+        ensureOpen();
+    }
+    m_busThread = std::thread([this] { run(); });
+}
+
+RemoteRoot::~RemoteRoot() {
+    {
+        Lock lock(m_mutex);
+        m_stopping = true;
+    }
+    wake();
+    m_busThread.join();
+    m_callbacks.shutdown();
+    close(m_wakeFd);
+}
+
+void RemoteRoot::wake() {
+    const std::uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = write(m_wakeFd, &one, sizeof one);
+}
+
+void RemoteRoot::run() {
+    for (;;) {
+        pollfd fds[2] = {{m_wakeFd, POLLIN, 0}, {-1, 0, 0}};
+        int timeoutMs = -1;
+        {
+            Lock lock(m_mutex);
+            if (m_stopping) {
+                return;
+            }
+            int processed = 0;
+            while ((processed = m_bus.process()) > 0) {
+            }
+            if (processed < 0) {
+                // The bus itself is gone: nothing more can come from the service.
+                serviceLost();
+                m_bus.close();
+            }
+            if (m_reconnectDue) {
+                m_reconnectDue = false;
+                reconnectAll();
+                // Its calls may have queued messages that the loop must dispatch now.
+                continue;
+            }
+            fds[1] = {m_bus.fd(), m_bus.pollEvents(), 0};
+            timeoutMs = m_bus.pollTimeoutMs();
+        }
+        poll(fds, fds[1].fd >= 0 ? 2 : 1, timeoutMs);
+        std::uint64_t count = 0;
+        [[maybe_unused]] const ssize_t drained = read(m_wakeFd, &count, sizeof count);
+    }
+}
+
+bool RemoteRoot::ensureOpen() {
+    if (!m_bus.isOpen() && m_bus.open(m_address, &RemoteRoot::onSignal, &RemoteRoot::onOwnerChanged, this)) {
+        wake();  // the bus thread polls the new connection from now on
+    }
+    return m_bus.isOpen();
+}
+
+bool RemoteRoot::connectOnService(const std::string& path, int& status, std::uint64_t& id, std::string& objectPath,
+                                  int& realType) {
+    std::string errorName;
+    Message reply = m_bus.call(
+        tvsimd::kControlPath, tvsimd::kPlatformInterface, "Connect",
+        [&](sd_bus_message* request) { check(sd_bus_message_append_basic(request, 's', path.c_str()), "append"); },
+        errorName);
+    const char* object = nullptr;
+    if (!reply || sd_bus_message_read(reply.get(), "itoi", &status, &id, &object, &realType) < 0) {
+        return false;
+    }
+    objectPath = object;
+    return true;
+}
+
+bool RemoteRoot::ensureCurrent(RemoteConnection& connection) {
+    if (connection.generation == m_generation) {
+        return true;
+    }
+    int status = 0;
+    std::uint64_t id = 0;
+    std::string objectPath;
+    int realType = 0;
+    if (!ensureOpen() || !connectOnService(connection.modelPath, status, id, objectPath, realType) || status != 0 ||
+        id == 0) {
+        return false;
+    }
+    connection.id = id;
+    connection.objectPath = objectPath;
+    connection.generation = m_generation;
+    m_byId[id] = &connection;
+    return true;
+}
+
+void RemoteRoot::reconnectAll() {
+    for (auto& entry : m_connections) {
+        ensureCurrent(*entry.second);
+    }
+}
+
+int RemoteRoot::interfaceReference(const std::string& name, bool& filled, bool& hasObject) {
+    int status = kStatusServiceUnavailable;
+    {
+        Lock lock(m_mutex);
+        std::string errorName;
+        Message reply;
+        if (ensureOpen()) {
+            reply = m_bus.call(
+                tvsimd::kControlPath, tvsimd::kPlatformInterface, "GetInterfaceReference",
+                [&](sd_bus_message* request) {
+                    check(sd_bus_message_append_basic(request, 's', name.c_str()), "append");
+                },
+                errorName);
+        }
+        int answered = 0;
+        int filledBit = 0;
+        int objectBit = 0;
+        if (reply && sd_bus_message_read(reply.get(), "ibb", &answered, &filledBit, &objectBit) >= 0) {
+            status = answered;
+            filled = filledBit != 0;
+            hasObject = objectBit != 0;
+        }
+    }
+    wake();
+    return status;
+}
+
+int RemoteRoot::connect(const std::string& path, lomodelapi::Observer* observer, ModelObject*& object) {
+    object = nullptr;
+    int status = kStatusServiceUnavailable;
+    {
+        Lock lock(m_mutex);
+        std::uint64_t id = 0;
+        std::string objectPath;
+        int realType = 0;
+        if (ensureOpen() && connectOnService(path, status, id, objectPath, realType) && status == 0 && id != 0) {
+            auto connection = std::make_unique<RemoteConnection>();
+            connection->modelPath = path;
+            connection->realType = static_cast<lomodelapi::ObjectTypeSpec>(realType);
+            connection->observer = observer;
+            connection->id = id;
+            connection->objectPath = objectPath;
+            connection->generation = m_generation;
+            connection->object = makeRemoteObject(*this, *connection);
+            object = connection->object.get();
+            // In place before the bus thread can dispatch this connection's first signal.
+            m_byId[id] = connection.get();
+            m_connections.emplace(object, std::move(connection));
+        }
+    }
+    wake();
+    return status;
+}
+
+int RemoteRoot::disconnect(const std::string& path, lomodelapi::Observer* observer, ModelObject* object) {
+    SubscriptionPtr subscription;
+    {
+        Lock lock(m_mutex);
+        auto found = m_connections.find(object);
+        if (found != m_connections.end() && found->second->modelPath == path && found->second->observer == observer) {
+            subscription = found->second->subscription;
+        }
+    }
+    // Without the mutex: an observer call in progress may itself be calling the model.
+    if (subscription != nullptr) {
+        m_callbacks.end(subscription);
+    }
+    std::unique_ptr<RemoteConnection> ended;
+    int status = kStatusServiceUnavailable;
+    {
+        Lock lock(m_mutex);
+        auto found = m_connections.find(object);
+        std::uint64_t id = 0;
+        if (subscription != nullptr && found != m_connections.end()) {
+            ended = std::move(found->second);
+            m_connections.erase(found);
+            if (ended->generation == m_generation) {
+                id = ended->id;
+                m_byId.erase(id);
+            }
+        }
+        // An unknown object, or one of an earlier service instance (id 0), still
+        // reaches the service, which answers and records it as the platform does.
+        std::string errorName;
+        Message reply;
+        if (ensureOpen()) {
+            reply = m_bus.call(
+                tvsimd::kControlPath, tvsimd::kPlatformInterface, "Disconnect",
+                [&](sd_bus_message* request) {
+                    check(sd_bus_message_append(request, "st", path.c_str(), id), "append");
+                },
+                errorName);
+        }
+        if (reply) {
+            status = readStatus(reply.get());
+        }
+    }
+    wake();
+    return status;
+}
+
+int RemoteRoot::callObjectLocked(RemoteConnection& connection, const char* interface, const char* member,
+                                 const Append& append, const Read& read) {
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        if (!ensureCurrent(connection)) {
+            return kStatusServiceUnavailable;
+        }
+        std::string errorName;
+        Message reply = m_bus.call(
+            connection.objectPath, interface, member,
+            [&](sd_bus_message* request) {
+                check(sd_bus_message_append_basic(request, 't', &connection.id), "append connection");
+                append(request);
+            },
+            errorName);
+        if (reply) {
+            return read(reply.get());
+        }
+        if (errorName != tvsimd::kErrorUnknownConnection) {
+            break;
+        }
+        // The service came back before its name change was dispatched: connect anew, once.
+        connection.generation = 0;
+    }
+    return kStatusServiceUnavailable;
+}
+
+int RemoteRoot::callObject(RemoteConnection& connection, const char* interface, const char* member,
+                           const Append& append, const Read& read) {
+    int status = kStatusServiceUnavailable;
+    {
+        Lock lock(m_mutex);
+        try {
+            status = callObjectLocked(connection, interface, member, append, read);
+        } catch (const std::exception&) {
+            // A reply that does not read as the method promises.
+            status = kStatusServiceUnavailable;
+        }
+    }
+    wake();
+    return status;
+}
+
+int RemoteRoot::invoke(RemoteConnection& action, const std::vector<lomodelapi::Argument>& arguments,
+                       unsigned int& actionId) {
+    int status = kStatusServiceUnavailable;
+    {
+        Lock lock(m_mutex);
+        std::uint32_t id = 0;
+        try {
+            status = callObjectLocked(
+                action, tvsimd::kActionInterface, "Invoke",
+                [&](sd_bus_message* request) { tvsimd::appendArguments(request, arguments); },
+                [&](sd_bus_message* reply) {
+                    int answered = 0;
+                    check(sd_bus_message_read(reply, "iu", &answered, &id), "read invoke");
+                    return answered;
+                });
+        } catch (const std::exception&) {
+            status = kStatusServiceUnavailable;
+        }
+        if (status == 0 && id != 0) {
+            actionId = id;
+            // Noted before the bus thread can dispatch the outcome, which the
+            // service may have sent ahead of this reply.
+            m_awaited[action.modelPath].insert(id);
+        }
+    }
+    wake();
+    return status;
+}
+
+TableIteratorObject* RemoteRoot::createIterator(RemoteConnection& table, lomodelapi::ObserverTableIterator* observer,
+                                                const IteratorRequest& request) {
+    TableIteratorObject* made = nullptr;
+    {
+        Lock lock(m_mutex);
+        std::string objectPath;
+        const int status = [&] {
+            try {
+                return callObjectLocked(
+                    table, tvsimd::kTableInterface, "CreateIterator",
+                    [&](sd_bus_message* call) {
+                        check(sd_bus_message_append_basic(call, 'i', &request.type), "append type");
+                        appendTypedArray(call, "(iis)", [&] {
+                            for (const auto& selection : request.selections) {
+                                check(sd_bus_message_append(call, "(iis)", selection.column, selection.comparison,
+                                                            selection.value.c_str()),
+                                      "append selection");
+                            }
+                        });
+                        check(sd_bus_message_append_array(call, 'i', request.columns.data(),
+                                                          request.columns.size() * sizeof(int)),
+                              "append columns");
+                        appendTypedArray(call, "(ii)", [&] {
+                            for (const auto& order : request.orders) {
+                                check(sd_bus_message_append(call, "(ii)", order.column, order.direction),
+                                      "append order");
+                            }
+                        });
+                    },
+                    [&](sd_bus_message* reply) {
+                        const char* path = nullptr;
+                        check(sd_bus_message_read_basic(reply, 'o', &path), "read iterator");
+                        objectPath = path;
+                        return 0;
+                    });
+            } catch (const std::exception&) {
+                return kStatusServiceUnavailable;
+            }
+        }();
+        if (status == 0 && objectPath != "/") {
+            auto iterator = std::make_unique<RemoteIterator>();
+            iterator->objectPath = objectPath;
+            iterator->observer = observer;
+            iterator->generation = m_generation;
+            made = iterator.get();
+            // In place before the bus thread dispatches its first events.
+            m_iterators.emplace(made, std::move(iterator));
+        }
+    }
+    wake();
+    return made;
+}
+
+int RemoteRoot::destroyIterator(RemoteConnection& table, TableIteratorObject* iterator) {
+    SubscriptionPtr subscription;
+    {
+        Lock lock(m_mutex);
+        auto found = m_iterators.find(iterator);
+        if (found != m_iterators.end()) {
+            subscription = found->second->subscription;
+        }
+    }
+    if (subscription != nullptr) {
+        m_callbacks.end(subscription);
+    }
+    std::unique_ptr<RemoteIterator> ended;
+    int status = kStatusServiceUnavailable;
+    {
+        Lock lock(m_mutex);
+        auto found = m_iterators.find(iterator);
+        std::string objectPath = "/";
+        if (found != m_iterators.end()) {
+            ended = std::move(found->second);
+            m_iterators.erase(found);
+            if (ended->generation == m_generation) {
+                objectPath = ended->objectPath;
+            }
+        }
+        try {
+            status = callObjectLocked(
+                table, tvsimd::kTableInterface, "DestroyIterator",
+                [&](sd_bus_message* call) {
+                    check(sd_bus_message_append_basic(call, 'o', objectPath.c_str()), "append iterator");
+                },
+                readStatus);
+        } catch (const std::exception&) {
+            status = kStatusServiceUnavailable;
+        }
+    }
+    wake();
+    return status;
+}
+
+}  // namespace tvsim::remote

@@ -1,0 +1,185 @@
+// The remote platform end to end: a private dbus-daemon, tvsimd and client
+// processes (remote_client) that use libsystem_access with TVSIM_BUS set, so
+// everything they do crosses the process boundary. Each test is one life cycle.
+#include "bus_processes.h"
+
+#include <gtest/gtest.h>
+
+#include <signal.h>
+
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace tvsimd_test {
+namespace {
+
+constexpr const char* kResponders = "io.sysaccess.TvSim.Control.Responders";
+constexpr const char* kVolume = "orvik.sl2.i32.audio.volume";
+constexpr const char* kVersion = "orvik.sl2.action.system.get-version";
+constexpr const char* kSwitch = "orvik.sl2.action.source.switch";
+
+// A client process; every command answers one line, events come as lines too.
+class Client {
+public:
+    Client() : m_process({REMOTE_CLIENT_PATH}) {}
+    ~Client() { m_process.writeLine("quit"); }
+
+    void send(const std::string& command) { m_process.writeLine(command); }
+    // The next line that starts with the prefix; lines skipped on the way are kept for later.
+    std::string next(const std::string& prefix, milliseconds timeout = milliseconds(10000)) {
+        for (auto line = m_skipped.begin(); line != m_skipped.end(); ++line) {
+            if (line->rfind(prefix, 0) == 0) {
+                std::string found = *line;
+                m_skipped.erase(line);
+                return found;
+            }
+        }
+        for (std::string line; !(line = m_process.readLine(timeout)).empty();) {
+            if (line.rfind(prefix, 0) == 0) {
+                return line;
+            }
+            m_skipped.push_back(line);
+        }
+        return "(nothing)";
+    }
+    std::string ask(const std::string& command, const std::string& answerPrefix) {
+        send(command);
+        return next(answerPrefix);
+    }
+
+private:
+    ChildProcess m_process;
+    std::vector<std::string> m_skipped;
+};
+
+class RemotePlatformTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() { setenv("TVSIM_BUS", s_bus->address().c_str(), 1); }
+    void SetUp() override { ASSERT_TRUE(tvsimd->ready()); }
+
+    void setReply(BusClient& client, const char* path, const char* kind, int error, unsigned delayMs, int copies) {
+        sd_bus_message* reply = client.call(kControlPath, kResponders, "SetReply", "ssiuiba(nnns)", path, kind, error,
+                                            delayMs, copies, 0, 0);
+        ASSERT_NE(reply, nullptr) << client.errorMessage();
+        sd_bus_message_unref(reply);
+    }
+
+    static std::unique_ptr<PrivateDbusDaemon> s_bus;
+    std::unique_ptr<Tvsimd> tvsimd = std::make_unique<Tvsimd>(s_bus->address());
+    BusClient control{s_bus->address()};
+};
+
+std::unique_ptr<PrivateDbusDaemon> RemotePlatformTest::s_bus = std::make_unique<PrivateDbusDaemon>();
+
+TEST_F(RemotePlatformTest, ValuesAndWatchesCrossProcesses) {
+    Client watcher;
+    Client writer;
+    EXPECT_EQ(watcher.ask(std::string("watch ") + kVolume, "connect"), "connect 0");
+    // A write in one process reaches the watcher in another, and the model.
+    EXPECT_EQ(writer.ask(std::string("set ") + kVolume + " 31", "set"), "set 0");
+    EXPECT_EQ(watcher.next("changed"), std::string("changed ") + kVolume + " 31");
+    EXPECT_EQ(writer.ask(std::string("get ") + kVolume, "get"), "get 0 31");
+    // A platform-originated change reaches it too, in order after the first.
+    sd_bus_message_unref(control.call(kControlPath, "io.sysaccess.TvSim.Control", "Set", "sv", kVolume, "i", 40));
+    EXPECT_EQ(watcher.next("changed"), std::string("changed ") + kVolume + " 40");
+    // A path the TV does not have: the accessor's connect-failed status.
+    EXPECT_EQ(writer.ask("get orvik.sl2.i32.no.such", "get"), "get 5 0");
+}
+
+TEST_F(RemotePlatformTest, ActionOutcomesReachEveryObserverAsTheResponderAnswers) {
+    Client invoker;
+    Client observer;
+    ASSERT_EQ(invoker.ask(std::string("action ") + kVersion, "connect"), "connect 0");
+    ASSERT_EQ(observer.ask(std::string("action ") + kVersion, "connect"), "connect 0");
+    struct Case {
+        const char* kind;
+        int error;
+        unsigned delayMs;
+        int copies;
+        const char* outcome;  // the handler's line without the id; a result carries no values here
+    };
+    const Case cases[] = {
+        {"results", 0, 0, 1, "result 0"},   {"results", 0, 150, 1, "result 0"}, {"results", 0, 0, 2, "result 0"},
+        {"failure", 42, 0, 1, "failed 42"}, {"failure", 0, 20, 1, "failed 0"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.kind) + " delay " + std::to_string(c.delayMs) + " copies " +
+                     std::to_string(c.copies));
+        setReply(control, kVersion, c.kind, c.error, c.delayMs, c.copies);
+        const std::string invoked = invoker.ask(std::string("invoke ") + kVersion + " x", "invoke");
+        ASSERT_EQ(invoked.rfind("invoke 0 ", 0), 0u) << invoked;
+        const std::string word = std::string(c.outcome).substr(0, std::string(c.outcome).find(' '));
+        const std::string expected = word + " " + invoked.substr(9) + std::string(c.outcome).substr(word.size());
+        for (int copy = 0; copy < c.copies; ++copy) {
+            EXPECT_EQ(invoker.next(word), expected);
+            EXPECT_EQ(observer.next(word), expected);
+        }
+    }
+    // A missing outcome never shows: the next invoke's outcome is the next line.
+    setReply(control, kVersion, "none", 0, 0, 1);
+    ASSERT_EQ(invoker.ask(std::string("invoke ") + kVersion, "invoke").rfind("invoke 0 ", 0), 0u);
+    setReply(control, kVersion, "failure", 9, 0, 1);
+    const std::string last = invoker.ask(std::string("invoke ") + kVersion, "invoke");
+    EXPECT_EQ(invoker.next("failed"), "failed " + last.substr(9) + " 9");
+}
+
+TEST_F(RemotePlatformTest, IteratorEventsArriveInOrder) {
+    Client client;
+    client.send("iterate orvik.sl2.table.channels");
+    // The service's first events may overtake the create answer; their own order holds.
+    EXPECT_EQ(client.next("create"), "create 0");
+    EXPECT_EQ(client.next("iterator"), "iterator ready 0");
+    EXPECT_EQ(client.next("iterator"), "iterator total 12");
+    sd_bus_message_unref(control.call(kControlPath, "io.sysaccess.TvSim.Control", "SetRows", "saas",
+                                      "orvik.sl2.table.channels", 1, 5, "u", "d", "n", "1", "f"));
+    EXPECT_EQ(client.next("iterator"), "iterator update 1");
+}
+
+TEST_F(RemotePlatformTest, SourceSwitchEndToEnd) {
+    Client engine;
+    EXPECT_EQ(engine.ask("source pauseAV", "source"), "source 1");
+    EXPECT_EQ(engine.ask("source resumeAV", "source"), "source 1");
+    sd_bus_message* invokes = control.call(kControlPath, "io.sysaccess.TvSim.Control.Records", "Invokes", nullptr);
+    ASSERT_NE(invokes, nullptr);
+    int recorded = 0;
+    ASSERT_GE(sd_bus_message_enter_container(invokes, 'a', "(suia(nnns))"), 0);
+    const char* path = nullptr;
+    unsigned id = 0;
+    int status = -1;
+    while (sd_bus_message_enter_container(invokes, 'r', "suia(nnns)") > 0) {
+        sd_bus_message_read(invokes, "sui", &path, &id, &status);
+        sd_bus_message_skip(invokes, "a(nnns)");
+        sd_bus_message_exit_container(invokes);
+        EXPECT_STREQ(path, kSwitch);
+        EXPECT_EQ(status, 0);
+        ++recorded;
+    }
+    sd_bus_message_unref(invokes);
+    EXPECT_EQ(recorded, 2);
+}
+
+TEST_F(RemotePlatformTest, DaemonLossNeverHangsAndARestartIsPickedUp) {
+    Client engine;
+    ASSERT_EQ(engine.ask(std::string("watch ") + kVolume, "connect"), "connect 0");
+    setReply(control, kSwitch, "none", 0, 0, 1);
+    engine.send("source pauseAV");
+    // The request waits for an outcome that will never come, until the service dies.
+    EXPECT_EQ(engine.next("source", milliseconds(300)), "(nothing)");
+    tvsimd->process().stop(SIGKILL);
+    EXPECT_EQ(engine.next("source"), "source 0");
+    // The type check before the read gets no answer either: the accessor's type-mismatch status.
+    EXPECT_EQ(engine.ask(std::string("get ") + kVolume, "get"), "get 6 0");
+
+    tvsimd = std::make_unique<Tvsimd>(s_bus->address());
+    ASSERT_TRUE(tvsimd->ready());
+    // The accessor made before works again, and its watch fires again.
+    EXPECT_EQ(engine.ask(std::string("get ") + kVolume, "get"), "get 0 12");
+    BusClient control2(s_bus->address());
+    sd_bus_message_unref(control2.call(kControlPath, "io.sysaccess.TvSim.Control", "Set", "sv", kVolume, "i", 77));
+    EXPECT_EQ(engine.next("changed"), std::string("changed ") + kVolume + " 77");
+}
+
+}  // namespace
+}  // namespace tvsimd_test
