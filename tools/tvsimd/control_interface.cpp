@@ -41,6 +41,27 @@ int set(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     });
 }
 
+// SetSeries(s path, av values): Set of each value in turn, each notified as a
+// change of its own; one message for many changes (load tests). Every value is
+// checked before the first is applied.
+int setSeries(sd_bus_message* call, void* userdata, sd_bus_error* error) {
+    return handleMethod(error, [&] {
+        tvsim::Simulator& simulator = serviceOf(userdata).simulator();
+        const std::string path = readString(call);
+        const tvsim::ValueType type = valueTypeAt(simulator, path);
+        std::vector<tvsim::ModelValue> values;
+        check(sd_bus_message_enter_container(call, 'a', "v"), "enter values");
+        while (check(sd_bus_message_at_end(call, 0), "read values") == 0) {
+            values.push_back(readValueVariant(call, type, path));
+        }
+        check(sd_bus_message_exit_container(call), "exit values");
+        for (const tvsim::ModelValue& value : values) {
+            tvsim::setModelValue(simulator, path, value);
+        }
+        return replyEmpty(call);
+    });
+}
+
 int rows(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
         tvsim::Simulator& simulator = serviceOf(userdata).simulator();
@@ -123,6 +144,8 @@ const sd_bus_vtable kVtable[] = {
     SD_BUS_METHOD_WITH_NAMES("List", "s", SD_BUS_PARAM(prefix), "a(ss)", SD_BUS_PARAM(entries), list,
                              SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD_WITH_NAMES("Get", "s", SD_BUS_PARAM(path), "v", SD_BUS_PARAM(value), get, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_NAMES("SetSeries", "sav", SD_BUS_PARAM(path) SD_BUS_PARAM(values), "", , setSeries,
+                             SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD_WITH_NAMES("Set", "sv", SD_BUS_PARAM(path) SD_BUS_PARAM(value), "", , set,
                              SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD_WITH_NAMES("Rows", "s", SD_BUS_PARAM(path), "asaas", SD_BUS_PARAM(columns) SD_BUS_PARAM(rows), rows,

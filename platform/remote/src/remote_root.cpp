@@ -51,6 +51,17 @@ RemoteRoot::~RemoteRoot() {
     close(m_wakeFd);
 }
 
+void RemoteRoot::wakeIfQueued() {
+    bool queued = false;
+    {
+        Lock lock(m_mutex);
+        queued = m_bus.pollTimeoutMs() == 0;
+    }
+    if (queued) {
+        wake();
+    }
+}
+
 void RemoteRoot::wake() {
     const std::uint64_t one = 1;
     [[maybe_unused]] const ssize_t written = write(m_wakeFd, &one, sizeof one);
@@ -158,7 +169,7 @@ int RemoteRoot::interfaceReference(const std::string& name, bool& filled, bool& 
             hasObject = objectBit != 0;
         }
     }
-    wake();
+    wakeIfQueued();
     return status;
 }
 
@@ -185,7 +196,7 @@ int RemoteRoot::connect(const std::string& path, lomodelapi::Observer* observer,
             m_connections.emplace(object, std::move(connection));
         }
     }
-    wake();
+    wakeIfQueued();
     return status;
 }
 
@@ -232,7 +243,7 @@ int RemoteRoot::disconnect(const std::string& path, lomodelapi::Observer* observ
             status = readStatus(reply.get());
         }
     }
-    wake();
+    wakeIfQueued();
     return status;
 }
 
@@ -274,7 +285,7 @@ int RemoteRoot::callObject(RemoteConnection& connection, const char* interface, 
             status = kStatusServiceUnavailable;
         }
     }
-    wake();
+    wakeIfQueued();
     return status;
 }
 
@@ -303,7 +314,7 @@ int RemoteRoot::invoke(RemoteConnection& action, const std::vector<lomodelapi::A
             m_awaited[action.modelPath].insert(id);
         }
     }
-    wake();
+    wakeIfQueued();
     return status;
 }
 
@@ -356,7 +367,7 @@ TableIteratorObject* RemoteRoot::createIterator(RemoteConnection& table, lomodel
             m_iterators.emplace(made, std::move(iterator));
         }
     }
-    wake();
+    wakeIfQueued();
     return made;
 }
 
@@ -396,7 +407,7 @@ int RemoteRoot::destroyIterator(RemoteConnection& table, TableIteratorObject* it
             status = kStatusServiceUnavailable;
         }
     }
-    wake();
+    wakeIfQueued();
     return status;
 }
 

@@ -106,6 +106,8 @@ private:
     // have read messages off the socket that it must now dispatch).
     void run() SYSACCESS_EXCLUDES(m_mutex);
     void wake();
+    // After a client call: wakes the bus thread only when the call left messages queued for it.
+    void wakeIfQueued() SYSACCESS_EXCLUDES(m_mutex);
 
     bool ensureOpen() SYSACCESS_REQUIRES(m_mutex);
     // Re-connects a connection made with an earlier instance of the service; false when that failed.
