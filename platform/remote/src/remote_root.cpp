@@ -324,39 +324,37 @@ TableIteratorObject* RemoteRoot::createIterator(RemoteConnection& table, lomodel
     {
         Lock lock(m_mutex);
         std::string objectPath;
-        const int status = [&] {
-            try {
-                return callObjectLocked(
-                    table, tvsimd::kTableInterface, "CreateIterator",
-                    [&](sd_bus_message* call) {
-                        check(sd_bus_message_append_basic(call, 'i', &request.type), "append type");
-                        appendTypedArray(call, "(iis)", [&] {
-                            for (const auto& selection : request.selections) {
-                                check(sd_bus_message_append(call, "(iis)", selection.column, selection.comparison,
-                                                            selection.value.c_str()),
-                                      "append selection");
-                            }
-                        });
-                        check(sd_bus_message_append_array(call, 'i', request.columns.data(),
-                                                          request.columns.size() * sizeof(int)),
-                              "append columns");
-                        appendTypedArray(call, "(ii)", [&] {
-                            for (const auto& order : request.orders) {
-                                check(sd_bus_message_append(call, "(ii)", order.column, order.direction),
-                                      "append order");
-                            }
-                        });
-                    },
-                    [&](sd_bus_message* reply) {
-                        const char* path = nullptr;
-                        check(sd_bus_message_read_basic(reply, 'o', &path), "read iterator");
-                        objectPath = path;
-                        return 0;
+        int status = kStatusServiceUnavailable;
+        try {
+            status = callObjectLocked(
+                table, tvsimd::kTableInterface, "CreateIterator",
+                [&](sd_bus_message* call) {
+                    check(sd_bus_message_append_basic(call, 'i', &request.type), "append type");
+                    appendTypedArray(call, "(iis)", [&] {
+                        for (const auto& selection : request.selections) {
+                            check(sd_bus_message_append(call, "(iis)", selection.column, selection.comparison,
+                                                        selection.value.c_str()),
+                                  "append selection");
+                        }
                     });
-            } catch (const std::exception&) {
-                return kStatusServiceUnavailable;
-            }
-        }();
+                    check(sd_bus_message_append_array(call, 'i', request.columns.data(),
+                                                      request.columns.size() * sizeof(int)),
+                          "append columns");
+                    appendTypedArray(call, "(ii)", [&] {
+                        for (const auto& order : request.orders) {
+                            check(sd_bus_message_append(call, "(ii)", order.column, order.direction), "append order");
+                        }
+                    });
+                },
+                [&](sd_bus_message* reply) {
+                    const char* path = nullptr;
+                    check(sd_bus_message_read_basic(reply, 'o', &path), "read iterator");
+                    objectPath = path;
+                    return 0;
+                });
+        } catch (const std::exception&) {
+            status = kStatusServiceUnavailable;
+        }
         if (status == 0 && objectPath != "/") {
             auto iterator = std::make_unique<RemoteIterator>();
             iterator->objectPath = objectPath;
