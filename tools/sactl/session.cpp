@@ -55,10 +55,6 @@ void Output::result(const std::string& text, const nlohmann::json& object) const
     }
 }
 
-std::string jsonText(const nlohmann::json& value) {
-    return value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-}
-
 void Output::narrate(const std::string& text) const {
     result(text, {{"narration", text}});
 }

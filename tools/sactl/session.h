@@ -2,6 +2,8 @@
 // the output in text or JSON form, and the one kind of error a command reports.
 #pragma once
 
+#include "value_text.h"
+
 #include <tvsim/model_file.h>
 #include <tvsim/simulator.h>
 
@@ -38,10 +40,6 @@ public:
 private:
     bool m_json;
 };
-
-// One line of JSON. Bytes that are not UTF-8 (model strings and command-line
-// text may hold any) are shown as U+FFFD instead of ending the program.
-std::string jsonText(const nlohmann::json& value);
 
 // A library status with its name where it has one: "5 (STATUS_ERR_CONNECT_FAILED)".
 std::string describeStatus(int status);

@@ -18,7 +18,7 @@ constexpr const char* kNoBannerPath = "orvik.sl2.i32.tvservice.no-banner";
 
 int parseInteger(const std::string& parameter, const std::string& text) {
     try {
-        return std::get<int>(tvsim::parseValueText(tvsim::ValueType::INTEGER, text));
+        return std::get<int>(parseValueText(tvsim::ValueType::INTEGER, text));
     } catch (const std::invalid_argument& error) {
         throw CommandError("bad " + parameter + " '" + text + "': " + error.what());
     }
@@ -121,8 +121,7 @@ void describeTv(Session& session, SourceReport& report) {
     if (session.simulator().has(kNoBannerPath)) {
         const tvsim::ModelValue noBanner = readValue(session, kNoBannerPath);
         report.tv["no-banner"] = toJson(noBanner);
-        report.tvText +=
-            (report.tvText.empty() ? "" : " ") + std::string("no-banner=") + tvsim::formatValueText(noBanner);
+        report.tvText += (report.tvText.empty() ? "" : " ") + std::string("no-banner=") + formatValueText(noBanner);
     }
 }
 
