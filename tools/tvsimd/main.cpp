@@ -14,6 +14,7 @@
 #include <CLI/CLI.hpp>
 
 #include <csignal>
+#include <cstdlib>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -93,6 +94,9 @@ int serve(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    // tvsimd hosts the simulator it serves: a TVSIM_BUS exported in its shell
+    // must not send its own process framework to the bus (to itself).
+    unsetenv("TVSIM_BUS");
     CLI::App app{"tvsimd: the simulated TV as a D-Bus service (io.sysaccess.TvSim)"};
     Options options;
     app.add_option("--model", options.modelFile, "Model file to serve instead of the built-in default TV");

@@ -1,5 +1,6 @@
 // The names tvsimd serves under: its well-known name, object paths and
-// interfaces. docs/simulator.md describes each interface.
+// interfaces, shared with the remote platform that calls them.
+// docs/simulator.md describes each interface.
 #pragma once
 
 namespace tvsimd {
