@@ -116,6 +116,9 @@ struct LoadedModel {
     std::map<std::string, SourceSwitchResponder> sourceSwitches;
 
     const SourceSwitchResponder* sourceSwitch(const std::string& actionPath) const;  // null when none
+    // How the model has the action answer: its reply, or the built-in responder
+    // (without the channel-name value following it). Empty when the model has no such action.
+    Responder ownResponder(const std::string& actionPath) const;
 };
 
 ModelDescription parseModelText(const std::string& text, const std::string& sourceName);
