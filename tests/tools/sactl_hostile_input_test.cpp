@@ -130,8 +130,8 @@ const std::vector<HostileCase> kCases = {
      "",
      106,
      "",
-     failure(R"(unknown command 'frobnicate' \(commands: get, set, watch, list, invoke, table, source, demo\) )"
-             R"(\(see --help\))")},
+     failure(R"(unknown command 'frobnicate' \(commands: get, set, watch, list, invoke, table, source, demo, )"
+             R"(faults, responders, records\) \(see --help\))")},
     {"UnknownSourceOperation",
      "",
      {"source", "frobnicate"},

@@ -53,6 +53,14 @@ const SactlCase kCases[] = {
     {"BadVectorElementFails", R"($SACTL set orvik.sl2.vi32.tvservice.favourite-channels '[1,"x"]')", 1, "",
      R"(bad value for 'orvik\.sl2\.vi32\.tvservice\.favourite-channels' \(integer-vector\): element 1: expected an integer, got the string "x")"},
 
+    // The TV's controls, here on the TV in sactl's own process (sactl_bus_test drives tvsimd's).
+    {"RespondersSetTakesResultsAndCopies",
+     R"($SACTL --json responders set orvik.sl2.action.source.switch --results 0=ok --copies 2)", 0,
+     R"(^\{"answer":"results","before-invoke-returns":false,"copies":2,"delay-ms":0,"path":"orvik\.sl2\.action\.source\.switch","results":\[\{"position":0,"value":"ok"\}\]\}\n$)",
+     ""},
+    {"FaultsNeedAnObjectOfTheirKind", R"($SACTL faults refuse-invokes orvik.sl2.i32.audio.volume 3)", 1, "",
+     R"('orvik\.sl2\.i32\.audio\.volume' is an integer, not an action)"},
+
     // Watching.
     {"WatchPrintsInitialValuesAndEachChangeTheStepsCause",
      R"($SACTL watch orvik.sl2.i32.audio.volume orvik.sl2.str.tvservice.channel-name --then 'set orvik.sl2.i32.audio.volume 30' --then 'tv-set orvik.sl2.i32.audio.volume 31' --then 'source setChannelNext')",

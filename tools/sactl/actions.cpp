@@ -2,8 +2,6 @@
 
 #include <system_access/value_object.h>
 
-#include <algorithm>
-#include <cctype>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
@@ -56,15 +54,11 @@ std::vector<lomodelapi::Argument> parseArguments(const std::vector<std::string>&
     std::vector<lomodelapi::Argument> arguments;
     for (const std::string& text : texts) {
         const std::size_t equals = text.find('=');
-        const std::string position = text.substr(0, equals);
-        const bool decimal =
-            !position.empty() && position.size() <= 3 &&
-            std::all_of(position.begin(), position.end(), [](unsigned char c) { return std::isdigit(c); });
-        if (equals == std::string::npos || !decimal || std::stoi(position) > 127) {
-            throw CommandError("bad argument '" + text + "': expected POSITION=VALUE with a position from 0 to 127");
-        }
         lomodelapi::Argument argument;
-        argument.position = static_cast<std::int8_t>(std::stoi(position));
+        if (equals == std::string::npos || !tvsim::parseArgumentPosition(text.substr(0, equals), argument.position)) {
+            throw CommandError("bad argument '" + text + "': expected POSITION=VALUE with a position from 0 to " +
+                               std::to_string(tvsim::kMaxArgumentPosition));
+        }
         argument.value = text.substr(equals + 1);
         arguments.push_back(std::move(argument));
     }

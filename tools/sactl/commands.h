@@ -31,9 +31,12 @@ private:
     std::vector<std::pair<CLI::App*, CommandRun>> m_commands;
 };
 
-void addValueCommands(Commands& commands);   // get, set, watch
-void addModelCommands(Commands& commands);   // list, invoke, table
-void addSourceCommands(Commands& commands);  // source OPERATION [ARGS]
-void addDemoCommand(Commands& commands);     // demo
+void addValueCommands(Commands& commands);      // get, set, watch
+void addModelCommands(Commands& commands);      // list, invoke, table
+void addSourceCommands(Commands& commands);     // source OPERATION [ARGS]
+void addDemoCommand(Commands& commands);        // demo
+void addFaultCommands(Commands& commands);      // faults KIND PATH ...
+void addResponderCommands(Commands& commands);  // responders set|clear PATH ...
+void addRecordsCommand(Commands& commands);     // records [--clear]
 
 }  // namespace sactl

@@ -84,7 +84,7 @@ private:
     }
 
     void printChanges(ValueWatcher& watcher) {
-        m_session.simulator().flush();
+        m_session.tv().flush();
         for (const ValueWatcher::Change& change : watcher.takeChanges()) {
             printValue(m_session, change.path, change.value, "notified ", {{"event", "changed"}});
         }

@@ -1,5 +1,6 @@
-// sactl: runs the system access library against the simulated TV in one
-// process and carries out one subcommand through the library's public API.
+// sactl: runs the system access library against the simulated TV, in its own
+// process or served by tvsimd, and carries out one subcommand through the
+// library's public API and the TV's controls.
 #include "commands.h"
 #include "session.h"
 
@@ -14,6 +15,9 @@ void addGlobalOptions(CLI::App& app, sactl::GlobalOptions& options) {
     app.add_option("--log-level", options.logLevel,
                    "the library's diagnostic lines: none, always, error, info, trace or a level number "
                    "(default: SYSACCESS_LOG_LEVEL, otherwise none)");
+    app.add_flag("--bus{session}", options.bus,
+                 "control the TV service (tvsimd) on D-Bus instead of a TV in this process: --bus for the session "
+                 "bus, --bus=ADDRESS for another (default: TVSIM_BUS, the same choice; unset or empty: in process)");
     app.add_flag("--json", options.json, "print one JSON object per result line");
     app.add_option("--timeout", options.timeoutMs, "how long invoke and source operations wait for an outcome, in ms")
         ->check(CLI::Range(1, std::numeric_limits<int>::max()));
@@ -55,6 +59,9 @@ int main(int argc, char** argv) {
     sactl::addModelCommands(commands);
     sactl::addSourceCommands(commands);
     sactl::addDemoCommand(commands);
+    sactl::addFaultCommands(commands);
+    sactl::addResponderCommands(commands);
+    sactl::addRecordsCommand(commands);
 
     try {
         app.parse(argc, argv);

@@ -9,7 +9,7 @@ namespace sactl {
 namespace {
 
 void list(Session& session, const std::string& prefix) {
-    const std::vector<tvsim::ModelEntry> entries = session.simulator().list(prefix);
+    const std::vector<tvsim::ModelEntry> entries = session.tv().list(prefix);
     if (entries.empty()) {
         throw CommandError("no model path starts with '" + prefix + "'");
     }

@@ -1,8 +1,12 @@
 #include "session.h"
 
+#include "local_tv_control.h"
+#include "tv_service.h"
+
 #include <system_access/value_access_base.h>
 #include <tvsim/debug_capture.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -31,12 +35,27 @@ void applyLogLevel(const std::string& text) {
     tvsim::setLogThreshold(level);
 }
 
-tvsim::LoadedModel loadModel(const std::string& file, tvsim::Simulator& simulator) {
-    try {
-        return file.empty() ? tvsim::loadDefaultModel(simulator) : tvsim::loadModelFile(file, simulator);
-    } catch (const tvsim::ModelFileError& error) {
-        throw CommandError(error.what());
+// The bus option, else TVSIM_BUS; empty for the TV in this process.
+std::string chooseBus(const GlobalOptions& options) {
+    if (!options.bus.empty()) {
+        return options.bus;
     }
+    const char* variable = std::getenv("TVSIM_BUS");
+    return variable != nullptr ? variable : "";
+}
+
+std::unique_ptr<TvControl> startTv(const GlobalOptions& options) {
+    const std::string bus = chooseBus(options);
+    if (bus.empty()) {
+        return std::make_unique<LocalTvControl>(options.modelFile);
+    }
+    if (!options.modelFile.empty()) {
+        throw CommandError("--model loads the TV in this process; the TV service loads its own (tvsimd --model)");
+    }
+    std::unique_ptr<TvControl> tv = connectTvService(bus, options.timeoutMs);
+    // Before the library's first platform call, which reads it.
+    setenv("TVSIM_BUS", bus.c_str(), 1);
+    return tv;
 }
 
 // "an action", "a string-vector", ...
@@ -53,10 +72,6 @@ void Output::result(const std::string& text, const nlohmann::json& object) const
         throw CommandError(std::string("write error on standard output") +
                            (errno != 0 ? std::string(": ") + std::strerror(errno) : std::string()));
     }
-}
-
-std::string jsonText(const nlohmann::json& value) {
-    return value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
 void Output::narrate(const std::string& text) const {
@@ -88,11 +103,17 @@ std::string timestampNow() {
 
 Session::Session(const GlobalOptions& options) : m_output(options.json), m_timeoutMs(options.timeoutMs) {
     applyLogLevel(options.logLevel);
-    m_model = loadModel(options.modelFile, m_simulator);
+    m_tv = startTv(options);
 }
 
-lomodelapi::ObjectTypeSpec Session::typeOf(const std::string& path) const {
-    for (const tvsim::ModelEntry& entry : m_simulator.list(path)) {
+bool Session::has(const std::string& path) {
+    const std::vector<tvsim::ModelEntry> entries = m_tv->list(path);
+    return std::any_of(entries.begin(), entries.end(),
+                       [&](const tvsim::ModelEntry& entry) { return entry.path == path; });
+}
+
+lomodelapi::ObjectTypeSpec Session::typeOf(const std::string& path) {
+    for (const tvsim::ModelEntry& entry : m_tv->list(path)) {
         if (entry.path == path) {
             return entry.type;
         }
@@ -100,7 +121,7 @@ lomodelapi::ObjectTypeSpec Session::typeOf(const std::string& path) const {
     throw CommandError("unknown path '" + path + "' (sactl list shows the model's paths)");
 }
 
-tvsim::ValueType Session::valueTypeOf(const std::string& path) const {
+tvsim::ValueType Session::valueTypeOf(const std::string& path) {
     const lomodelapi::ObjectTypeSpec type = typeOf(path);
     tvsim::ValueType valueType;
     if (!tvsim::valueTypeOfObject(type, valueType)) {
@@ -109,7 +130,7 @@ tvsim::ValueType Session::valueTypeOf(const std::string& path) const {
     return valueType;
 }
 
-void Session::requireType(const std::string& path, lomodelapi::ObjectTypeSpec expected) const {
+void Session::requireType(const std::string& path, lomodelapi::ObjectTypeSpec expected) {
     const lomodelapi::ObjectTypeSpec type = typeOf(path);
     if (type != expected) {
         throw CommandError("'" + path + "' is " + describeType(type) + ", not " + describeType(expected));

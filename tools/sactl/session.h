@@ -1,12 +1,16 @@
-// What every sactl command works with: the running simulator with its model,
-// the output in text or JSON form, and the one kind of error a command reports.
+// What every sactl command works with: the simulated TV (in this process or
+// the TV service on D-Bus), the output in text or JSON form, and the one kind
+// of error a command reports.
 #pragma once
 
+#include "tv_control.h"
+#include "value_text.h"
+
 #include <tvsim/model_file.h>
-#include <tvsim/simulator.h>
 
 #include <nlohmann/json.hpp>
 
+#include <memory>
 #include <stdexcept>
 #include <string>
 
@@ -20,6 +24,7 @@ public:
 
 struct GlobalOptions {
     std::string modelFile;  // empty: the default model
+    std::string bus;        // the TV service's bus address or "session"; empty: TVSIM_BUS decides
     std::string logLevel;   // empty: SYSACCESS_LOG_LEVEL if set, otherwise no library lines
     bool json = false;
     int timeoutMs = 5000;  // how long invoke and source operations wait for an outcome
@@ -39,10 +44,6 @@ private:
     bool m_json;
 };
 
-// One line of JSON. Bytes that are not UTF-8 (model strings and command-line
-// text may hold any) are shown as U+FFFD instead of ending the program.
-std::string jsonText(const nlohmann::json& value);
-
 // A library status with its name where it has one: "5 (STATUS_ERR_CONNECT_FAILED)".
 std::string describeStatus(int status);
 
@@ -51,27 +52,28 @@ std::string timestampNow();
 
 class Session {
 public:
-    // Sets the log threshold, starts the simulator and loads the model; a bad
-    // level or model file is a CommandError.
+    // Sets the log threshold and starts the TV: the simulator in this process
+    // with its model, or, when a bus is chosen (the option, else TVSIM_BUS),
+    // a connection to the TV service; the chosen bus is exported as TVSIM_BUS
+    // so that the library reaches the same TV. Bad options are CommandErrors.
     explicit Session(const GlobalOptions& options);
 
-    tvsim::Simulator& simulator() { return m_simulator; }
-    const tvsim::LoadedModel& model() const { return m_model; }
+    TvControl& tv() { return *m_tv; }
     const Output& out() const { return m_output; }
     int timeoutMs() const { return m_timeoutMs; }
 
+    bool has(const std::string& path);
     // The type code of the object at the path; an unknown path is a CommandError.
-    lomodelapi::ObjectTypeSpec typeOf(const std::string& path) const;
+    lomodelapi::ObjectTypeSpec typeOf(const std::string& path);
     // The value type at the path; a path that is not a value is a CommandError.
-    tvsim::ValueType valueTypeOf(const std::string& path) const;
+    tvsim::ValueType valueTypeOf(const std::string& path);
     // A CommandError unless the path holds an object of this type.
-    void requireType(const std::string& path, lomodelapi::ObjectTypeSpec expected) const;
+    void requireType(const std::string& path, lomodelapi::ObjectTypeSpec expected);
 
 private:
     Output m_output;
     int m_timeoutMs;
-    tvsim::Simulator m_simulator;
-    tvsim::LoadedModel m_model;
+    std::unique_ptr<TvControl> m_tv;
 };
 
 }  // namespace sactl

@@ -18,7 +18,7 @@ constexpr const char* kNoBannerPath = "orvik.sl2.i32.tvservice.no-banner";
 
 int parseInteger(const std::string& parameter, const std::string& text) {
     try {
-        return std::get<int>(tvsim::parseValueText(tvsim::ValueType::INTEGER, text));
+        return std::get<int>(parseValueText(tvsim::ValueType::INTEGER, text));
     } catch (const std::invalid_argument& error) {
         throw CommandError("bad " + parameter + " '" + text + "': " + error.what());
     }
@@ -102,7 +102,9 @@ std::string callText(const SourceOperation& operation, const std::vector<std::st
 // value is read through the library like any client would.
 void describeTv(Session& session, SourceReport& report) {
     report.tv = nlohmann::json::object();
-    if (const tvsim::SourceSwitchResponder* tv = session.model().sourceSwitch(tvsim::kSourceSwitchPath)) {
+    const tvsim::LoadedModel* model = session.tv().localModel();
+    if (const tvsim::SourceSwitchResponder* tv =
+            model != nullptr ? model->sourceSwitch(tvsim::kSourceSwitchPath) : nullptr) {
         using Responder = tvsim::SourceSwitchResponder;
         const tvsim::Channel channel = tv->currentChannel();
         const int index = tv->currentChannelIndex();
@@ -118,19 +120,19 @@ void describeTv(Session& session, SourceReport& report) {
                         " playback-status=" + std::to_string(tv->playbackStatus()) +
                         " channel-index=" + std::to_string(index) + " " + jsonText(channel.name) + " " + channel.uri;
     }
-    if (session.simulator().has(kNoBannerPath)) {
+    if (session.has(kNoBannerPath)) {
         const tvsim::ModelValue noBanner = readValue(session, kNoBannerPath);
         report.tv["no-banner"] = toJson(noBanner);
-        report.tvText +=
-            (report.tvText.empty() ? "" : " ") + std::string("no-banner=") + tvsim::formatValueText(noBanner);
+        report.tvText += (report.tvText.empty() ? "" : " ") + std::string("no-banner=") + formatValueText(noBanner);
     }
 }
 
 std::string explainFailure(Session& session, const SourceReport& report) {
-    if (report.sent.empty() && !session.simulator().has(tvsim::kSourceSwitchPath)) {
+    if (report.sent.empty() && !session.has(tvsim::kSourceSwitchPath)) {
         return "the model has no action '" + std::string(tvsim::kSourceSwitchPath) + "'";
     }
-    const tvsim::SourceSwitchResponder* tv = session.model().sourceSwitch(tvsim::kSourceSwitchPath);
+    const tvsim::LoadedModel* model = session.tv().localModel();
+    const tvsim::SourceSwitchResponder* tv = model != nullptr ? model->sourceSwitch(tvsim::kSourceSwitchPath) : nullptr;
     if (tv != nullptr && !report.sent.empty()) {
         const std::vector<tvsim::SourceSwitchRequest> requests = tv->requests();
         if (!requests.empty() && requests.back().failure != 0) {
@@ -208,14 +210,14 @@ SourceReport runSourceOperation(Session& session, const std::string& name, const
     }
     Access* service = Access::getInstance();
     service->setResultTimeout(session.timeoutMs());
-    const std::size_t invokesBefore = session.simulator().invokes().size();
+    const std::size_t invokesBefore = session.tv().invokes().size();
 
     SourceReport report;
     report.call = callText(*operation, arguments);
     report.result = operation->run(*service, arguments);
     report.ok = report.result.is_boolean() ? report.result.get<bool>() : report.result.get<int>() == 0;
 
-    const std::vector<tvsim::InvokeRecord> invokes = session.simulator().invokes();
+    const std::vector<tvsim::InvokeRecord> invokes = session.tv().invokes();
     for (std::size_t index = invokesBefore; index < invokes.size(); ++index) {
         if (invokes[index].path == tvsim::kSourceSwitchPath) {
             report.sent.push_back(invokes[index].arguments);

@@ -81,16 +81,14 @@ TableContents readTable(Session& session, const std::string& path) {
     auto collector = std::make_shared<RowCollector>();
     {
         IteratorSession iteration(path, collector);
-        session.simulator().flush();  // the new iterator reports its total count
+        session.tv().flush();  // the new iterator reports its total count
         iteration.iterator().seekToRow(0);
         iteration.iterator().readRows(collector->totalCount());
-        session.simulator().flush();
+        session.tv().flush();
     }
     TableContents table;
     table.rows = collector->rows();
-    if (const tvsim::TableEntry* entry = session.model().description.table(path)) {
-        table.columns = entry->columns;
-    }
+    table.columns = session.tv().columns(path);
     return table;
 }
 

@@ -15,7 +15,7 @@ struct TableContents {
 
 // The rows come through an iterator made by IteratorAccess::create and moved
 // with the simulator's SimIterator operations; the column names come from the
-// loaded model. Failures are CommandErrors.
+// TV's controls. Failures are CommandErrors.
 TableContents readTable(Session& session, const std::string& path);
 
 // Text: a header and one aligned line per row. JSON: one object per row.

@@ -43,7 +43,7 @@ void runStep(Session& session, const std::string& step) {
         if (verb == "set") {
             writeValue(session, path, value);
         } else {
-            tvsim::setModelValue(session.simulator(), path, value);
+            session.tv().setValue(path, value);
         }
         return;
     }
@@ -87,7 +87,7 @@ void watch(Session& session, const WatchOptions& options) {
     for (const std::string& step : options.steps) {
         session.out().result("> " + step, {{"event", "step"}, {"step", step}});
         runStep(session, step);
-        session.simulator().flush();  // every notification the step caused has been delivered
+        session.tv().flush();  // every notification the step caused has been delivered
         if (reportChanges(session, watcher, options.count, seen)) {
             return;
         }

@@ -87,7 +87,7 @@ std::unique_ptr<access::ValueAccessBase> makeValueAccess(tvsim::ValueType type, 
 tvsim::ModelValue parseValueFor(Session& session, const std::string& path, const std::string& text) {
     const tvsim::ValueType type = session.valueTypeOf(path);
     try {
-        return tvsim::parseValueText(type, text);
+        return parseValueText(type, text);
     } catch (const std::invalid_argument& error) {
         throw CommandError("bad value for '" + path + "' (" + tvsim::valueTypeName(type) + "): " + error.what());
     }
@@ -115,7 +115,7 @@ void printValue(const Session& session, const std::string& path, const tvsim::Mo
     extra["path"] = path;
     extra["type"] = tvsim::valueTypeName(tvsim::valueTypeOf(value));
     extra["value"] = toJson(value);
-    session.out().result(prefix + path + " = " + tvsim::formatValueText(value), extra);
+    session.out().result(prefix + path + " = " + formatValueText(value), extra);
 }
 
 ValueWatcher::ValueWatcher(Session& session, const std::vector<std::string>& paths)

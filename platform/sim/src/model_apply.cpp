@@ -89,6 +89,20 @@ const SourceSwitchResponder* LoadedModel::sourceSwitch(const std::string& action
     return found == sourceSwitches.end() ? nullptr : &found->second;
 }
 
+Responder LoadedModel::ownResponder(const std::string& actionPath) const {
+    if (const SourceSwitchResponder* responder = sourceSwitch(actionPath)) {
+        return responder->responder();
+    }
+    for (const ActionEntry& action : description.actions) {
+        if (action.path == actionPath && std::holds_alternative<Reply>(action.answer)) {
+            return [reply = std::get<Reply>(action.answer)](unsigned int, const std::vector<lomodelapi::Argument>&) {
+                return reply;
+            };
+        }
+    }
+    return {};
+}
+
 LoadedModel applyModel(ModelDescription description, Simulator& simulator) {
     // model_file.h: the load functions are never called on the callback thread.
     assert(!simulator.onCallbackThread());

@@ -19,7 +19,6 @@ constexpr long long kIntMin = std::numeric_limits<int>::min();
 constexpr long long kIntMax = std::numeric_limits<int>::max();
 constexpr long long kInt64Min = std::numeric_limits<long long>::min();
 constexpr long long kInt64Max = std::numeric_limits<long long>::max();
-constexpr long long kMaxPosition = std::numeric_limits<std::int8_t>::max();  // Argument::position is 8 bits
 constexpr long long kMaxCopies = 1000;
 // A longer delay is a typo more likely than a test, and would hold up shutting the simulator down.
 constexpr long long kMaxDelayMs = 60 * 1000;
@@ -228,8 +227,8 @@ private:
         };
         if (node.isArray()) {
             const std::vector<Node> values = node.elements();
-            if (values.size() > static_cast<std::size_t>(kMaxPosition) + 1) {
-                node.fail("at most " + std::to_string(kMaxPosition + 1) + " results");
+            if (values.size() > static_cast<std::size_t>(kMaxArgumentPosition) + 1) {
+                node.fail("at most " + std::to_string(kMaxArgumentPosition + 1) + " results");
             }
             for (std::size_t position = 0; position < values.size(); ++position) {
                 add(static_cast<long long>(position), values[position]);
@@ -237,13 +236,12 @@ private:
             return results;
         }
         for (const auto& [key, value] : node.members()) {
-            const bool decimal = !key.empty() && key.size() <= 3 &&
-                                 std::all_of(key.begin(), key.end(), [](unsigned char c) { return std::isdigit(c); });
-            if (!decimal || std::stoll(key) > kMaxPosition) {
-                value.fail("a result position is a number from 0 to " + std::to_string(kMaxPosition) + ", not " +
-                           jsonQuoted(key));
+            std::int8_t position = 0;
+            if (!parseArgumentPosition(key, position)) {
+                value.fail("a result position is a number from 0 to " + std::to_string(kMaxArgumentPosition) +
+                           ", not " + jsonQuoted(key));
             }
-            add(std::stoll(key), value);
+            add(position, value);
         }
         return results;
     }

@@ -1,5 +1,5 @@
-// The checks a model file's values pass, shared by the model parser and the
-// command-line text form of values.
+// The checks a model file's values pass, shared by the model parser and
+// parseValueJson (values written as JSON by tools).
 #pragma once
 
 #include "json_document.h"

@@ -1,8 +1,10 @@
-// Model values: their types and names, and their text form.
+// Model values: their types and names, values written as JSON, and argument positions.
 #include <tvsim/model_file.h>
 
 #include "model_parser.h"
 
+#include <algorithm>
+#include <cctype>
 #include <stdexcept>
 
 namespace tvsim {
@@ -80,39 +82,26 @@ std::string objectTypeName(lomodelapi::ObjectTypeSpec objectType) {
     }
 }
 
-ModelValue parseValueText(ValueType type, const std::string& text) {
-    if (type == ValueType::STRING) {
-        return text;
-    }
-    static const char* const kExpected[] = {"an integer", "a 64-bit integer", "",
-                                            "a JSON array of integers like [1,2,3]",
-                                            "a JSON array of strings like [\"eng\",\"fra\"]"};
+ModelValue parseValueJson(ValueType type, const std::string& text) {
     try {
         const modelfile::JsonDocument parsed = modelfile::parseJsonText(text);
         return modelfile::valueFromJson(type, modelfile::Node(parsed));
-    } catch (const modelfile::SyntaxFault&) {  // a syntax error, or a number beyond a double's range
-        throw std::invalid_argument(modelfile::jsonQuoted(text) + " is not " + kExpected[static_cast<int>(type)]);
+    } catch (const modelfile::SyntaxFault& fault) {  // a syntax error, or a number beyond a double's range
+        throw ValueJsonError(fault.detail, true);
     } catch (const modelfile::Fault& fault) {
-        throw std::invalid_argument(fault.pointer.empty() ? fault.what
-                                                          : "element " + fault.pointer.substr(1) + ": " + fault.what);
+        throw ValueJsonError(
+            fault.pointer.empty() ? fault.what : "element " + fault.pointer.substr(1) + ": " + fault.what, false);
     }
 }
 
-std::string formatValueText(const ModelValue& value) {
-    switch (valueTypeOf(value)) {
-        case ValueType::INTEGER:
-            return std::to_string(std::get<int>(value));
-        case ValueType::INT64:
-            return std::to_string(std::get<long long>(value));
-        case ValueType::STRING:
-            return std::get<std::string>(value);
-        case ValueType::INTEGER_VECTOR:
-            return modelfile::Json(std::get<std::vector<int>>(value)).dump();
-        case ValueType::STRING_VECTOR:
-            break;
+bool parseArgumentPosition(const std::string& text, std::int8_t& position) {
+    const bool decimal = !text.empty() && text.size() <= 3 &&
+                         std::all_of(text.begin(), text.end(), [](unsigned char c) { return std::isdigit(c); });
+    if (!decimal || std::stoi(text) > kMaxArgumentPosition) {
+        return false;
     }
-    return modelfile::Json(std::get<std::vector<std::string>>(value))
-        .dump(-1, ' ', false, modelfile::Json::error_handler_t::replace);
+    position = static_cast<std::int8_t>(std::stoi(text));
+    return true;
 }
 
 }  // namespace tvsim

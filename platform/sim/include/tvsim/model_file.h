@@ -21,6 +21,7 @@
 
 #include <lomodelapi/object_type_spec.h>
 
+#include <cstdint>
 #include <map>
 #include <stdexcept>
 #include <string>
@@ -34,7 +35,7 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-// ---- Model values and their text form ----
+// ---- Model values ----
 
 // The alternatives are in the order of ValueType.
 using ModelValue = std::variant<int, long long, std::string, std::vector<int>, std::vector<std::string>>;
@@ -49,12 +50,27 @@ const char* valueTypeName(ValueType type);
 // Those names for value objects, "action", "table", or "type <code>" for anything else.
 std::string objectTypeName(lomodelapi::ObjectTypeSpec objectType);
 
-// The text form of a value, as the command line takes it: integers in
-// decimal, a string as it is, vectors as JSON arrays ([1,2,3], ["eng","fra"]).
-// Throws std::invalid_argument with one line saying what is wrong.
-ModelValue parseValueText(ValueType type, const std::string& text);
-// The same form; vector elements are JSON (strings quoted).
-std::string formatValueText(const ModelValue& value);
+class ValueJsonError : public std::invalid_argument {
+public:
+    ValueJsonError(const std::string& what, bool notJson) : std::invalid_argument(what), m_notJson(notJson) {}
+
+    // The text is no JSON at all (or holds a number beyond a double's range).
+    // Otherwise what() says what is wrong and where: "element 1: expected an integer, got ...".
+    bool notJson() const { return m_notJson; }
+
+private:
+    bool m_notJson;
+};
+
+// A value of the type written as JSON, checked as a model file's "value"
+// member is: integers within the type's range, a string, arrays of them.
+// Throws ValueJsonError.
+ModelValue parseValueJson(ValueType type, const std::string& text);
+
+// An argument or result position as model files and tools write it: decimal,
+// 0 to kMaxArgumentPosition (Argument::position is 8 bits). False for anything else.
+constexpr int kMaxArgumentPosition = 127;
+bool parseArgumentPosition(const std::string& text, std::int8_t& position);
 
 // A platform-originated change of the value at the path (Simulator::setInteger
 // and its siblings, by the value's type): notified to every connected observer.
@@ -100,6 +116,9 @@ struct LoadedModel {
     std::map<std::string, SourceSwitchResponder> sourceSwitches;
 
     const SourceSwitchResponder* sourceSwitch(const std::string& actionPath) const;  // null when none
+    // How the model has the action answer: its reply, or the built-in responder
+    // (without the channel-name value following it). Empty when the model has no such action.
+    Responder ownResponder(const std::string& actionPath) const;
 };
 
 ModelDescription parseModelText(const std::string& text, const std::string& sourceName);

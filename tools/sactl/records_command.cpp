@@ -1,0 +1,44 @@
+// records: what clients asked of the TV, connects and invokes in the order they arrived.
+#include "actions.h"
+#include "commands.h"
+
+namespace sactl {
+namespace {
+
+void printRecords(Session& session, bool clear) {
+    for (const ConnectRecord& connect : session.tv().connects()) {
+        session.out().result("connect " + connect.path + " status=" + std::to_string(connect.status) +
+                                 (connect.object ? " object" : " no-object") +
+                                 (connect.client.empty() ? "" : " client=" + connect.client),
+                             {{"record", "connect"},
+                              {"path", connect.path},
+                              {"client", connect.client},
+                              {"status", connect.status},
+                              {"object", connect.object}});
+    }
+    for (const tvsim::InvokeRecord& invoke : session.tv().invokes()) {
+        session.out().result("invoke " + invoke.path + " status=" + std::to_string(invoke.status) +
+                                 " id=" + std::to_string(invoke.actionId) +
+                                 (invoke.arguments.empty() ? "" : " " + formatArguments(invoke.arguments)),
+                             {{"record", "invoke"},
+                              {"path", invoke.path},
+                              {"status", invoke.status},
+                              {"id", invoke.actionId},
+                              {"arguments", argumentsToJson(invoke.arguments)}});
+    }
+    if (clear) {
+        session.tv().clearRecords();
+    }
+}
+
+}  // namespace
+
+void addRecordsCommand(Commands& commands) {
+    auto clear = std::make_shared<bool>(false);
+    CLI::App* records = commands.add(commands.app(), "records",
+                                     "what clients asked of the TV: connects, then invokes with their arguments",
+                                     [clear](Session& session) { printRecords(session, *clear); });
+    records->add_flag("--clear", *clear, "forget the records once printed");
+}
+
+}  // namespace sactl
