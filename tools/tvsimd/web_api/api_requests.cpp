@@ -67,14 +67,12 @@ std::string requirePath(const json& document) {
 
 // A JSON integer within [low, high].
 long long integerIn(const json& value, long long low, long long high, const std::string& what) {
-    if (value.is_number_unsigned()) {
-        if (value.get<unsigned long long>() > static_cast<unsigned long long>(high)) {
-            badRequest(what + " is out of range");
-        }
-        return value.get<long long>();
-    }
     if (!value.is_number_integer()) {
         badRequest(what + " must be an integer");
+    }
+    // Non-negative numbers parse as unsigned; beyond long long they cannot be in range.
+    if (value.is_number_unsigned() && value.get<unsigned long long>() > static_cast<unsigned long long>(LLONG_MAX)) {
+        badRequest(what + " is out of range");
     }
     const long long number = value.get<long long>();
     if (number < low || number > high) {
