@@ -6,6 +6,8 @@
 import {spawn, execFile} from 'node:child_process';
 import {createInterface} from 'node:readline';
 import {promisify} from 'node:util';
+import {writeFileSync} from 'node:fs';
+import {dirname, join} from 'node:path';
 import assert from 'node:assert/strict';
 import puppeteer from 'puppeteer-core';
 
@@ -55,6 +57,45 @@ async function remoteClient(address, ...command) {
 function setOnBus(address, path, value) {
   return run('busctl', [`--address=${address}`, 'call', 'io.sysaccess.TvSim', '/io/sysaccess/TvSim',
                         'io.sysaccess.TvSim.Control', 'Set', 'sv', path, 'i', String(value)], {timeout: 10000});
+}
+
+// A model of `count` integers, loaded on top of the default TV.
+function loadBigModel(address, count) {
+  const values = Array.from({length: count}, (_, i) => ({path: `load.group${i % 40}.value${i}`, type: 'integer', value: 0}));
+  const file = join(dirname(screenshotPath), 'big_model.json');
+  writeFileSync(file, JSON.stringify({name: 'load', values}));
+  return run('busctl', [`--address=${address}`, 'call', 'io.sysaccess.TvSim', '/io/sysaccess/TvSim',
+                        'io.sysaccess.TvSim.Control', 'LoadModel', 's', file], {timeout: 10000});
+}
+
+// 200 changes a second for two seconds through the page's own API; the page's longest frame meanwhile.
+async function measureUnderLoad(page, url, count) {
+  const token = await page.$eval('meta[name="tvsim-token"]', (node) => node.content);
+  await page.evaluate(() => {
+    window.frameGaps = [];
+    let last = performance.now();
+    const tick = (now) => { window.frameGaps.push(now - last); last = now; if (!window.stopFrames) requestAnimationFrame(tick); };
+    requestAnimationFrame(tick);
+  });
+  const set = (path, value) => fetch(`${url}api/value`, {
+    method: 'POST', headers: {'X-TvSim-Token': token}, body: JSON.stringify({path, value}),
+  });
+  for (let batch = 0; batch < 40; ++batch) {
+    const started = Date.now();
+    await Promise.all(Array.from({length: 10}, (_, i) => {
+      const index = (batch * 10 + i) * 7 % count;
+      return set(`load.group${index % 40}.value${index}`, batch + 1);
+    }));
+    await new Promise((resolve) => setTimeout(resolve, Math.max(0, 50 - (Date.now() - started))));
+  }
+  await set('load.group0.value0', 4242);
+  await page.waitForFunction((selector) => document.querySelector(selector)?.textContent === '4242',
+                             {timeout: 2000}, valueSelector('load.group0.value0'));
+  return page.evaluate(() => {
+    window.stopFrames = true;
+    const gaps = window.frameGaps.slice(1).sort((a, b) => a - b);
+    return {frames: gaps.length, longest: gaps[gaps.length - 1], p95: gaps[Math.floor(gaps.length * 0.95)]};
+  });
 }
 
 const text = (page, selector) => page.$eval(selector, (node) => node.textContent);
@@ -115,6 +156,15 @@ async function main() {
 
     await page.screenshot({path: screenshotPath, fullPage: true});
     console.log(`screenshot: ${screenshotPath}`);
+
+    // Responsive with 2,000 paths and 200 changes a second: changes drawn once per frame.
+    await loadBigModel(tv.address, 2000);
+    await page.waitForFunction(() => document.getElementById('path-count').textContent.startsWith('(2010 '),
+                               {timeout: 5000});
+    const frames = await measureUnderLoad(page, tv.url, 2000);
+    console.log(`2,000 paths, 200 changes/s for 2 s: ${frames.frames} frames, longest ${frames.longest.toFixed(0)} ms, ` +
+                `95th percentile ${frames.p95.toFixed(0)} ms`);
+    assert.ok(frames.longest < 1000, `the page froze for ${frames.longest} ms`);
     assert.deepEqual(pageErrors, []);
     return 0;
   } finally {

@@ -139,6 +139,11 @@ DashboardServer::DashboardServer(Service& service, std::optional<tvsim::SourceSw
     addRoutes();
     m_sampler = std::make_unique<DashboardSampler>(m_reader, m_feed, kSamplingPeriod);
     m_listener = std::thread([this] { m_server->listen_after_bind(); });
+    // stop() does nothing to a server that is not running yet, so a stop right after the start would never end.
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    while (!m_server->is_running() && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
 }
 
 DashboardServer::~DashboardServer() {
