@@ -113,7 +113,12 @@ int loadModel(sd_bus_message* call, void* userdata, sd_bus_error* error) {
         Service& service = serviceOf(userdata);
         const std::string file = readString(call);
         try {
-            service.models().add(tvsim::loadModelFile(file, service.simulator()));
+            tvsim::LoadedModel loaded = tvsim::loadModelFile(file, service.simulator());
+            // The model gave these actions their own answer again.
+            for (const tvsim::ActionEntry& action : loaded.description.actions) {
+                service.answers().forget(action.path);
+            }
+            service.models().add(std::move(loaded));
         } catch (const tvsim::ModelFileError& failure) {
             throw BusError(kErrorBadModelFile, failure.what());
         }

@@ -15,6 +15,8 @@ public:
     void add(tvsim::LoadedModel model) { m_models.push_back(std::move(model)); }
     // The responder the most recent model that defines the action gave it; success with no results otherwise.
     tvsim::Responder ownResponder(const std::string& actionPath) const;
+    // The built-in responder the most recent model that defines the action gave it; null otherwise.
+    const tvsim::SourceSwitchResponder* sourceSwitch(const std::string& actionPath) const;
 
 private:
     std::vector<tvsim::LoadedModel> m_models;

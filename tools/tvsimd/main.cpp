@@ -1,6 +1,8 @@
 // tvsimd: the simulated TV as a D-Bus service. Hosts one simulator with the
 // default TV or a model file, serves it as io.sysaccess.TvSim, prints "ready"
 // once it serves, and exits 0 on SIGINT or SIGTERM after leaving the bus.
+// With --http it also serves the dashboard and prints its URL before "ready".
+#include "dashboard_server.h"
 #include "log.h"
 #include "private_bus.h"
 #include "service.h"
@@ -27,7 +29,11 @@ struct Options {
     std::string address;
     bool privateBus = false;
     std::string logLevel;
+    std::string http;  // empty: no dashboard
+    bool httpAllowRemote = false;
 };
+
+constexpr const char* kDefaultHttp = "127.0.0.1:8080";
 
 constexpr const char* kRootInterfaceName = "orvik.lm.interfaces.tvapi.RootInterface";
 
@@ -74,6 +80,11 @@ int serve(const Options& options) {
     tvsimd::LoadedModels models;
     models.add(options.modelFile.empty() ? tvsim::loadDefaultModel(simulator)
                                          : tvsim::loadModelFile(options.modelFile, simulator));
+    // The dashboard's panel shows the TV the model's source switch keeps (a copy shares its state).
+    std::optional<tvsim::SourceSwitchResponder> sourceSwitch;
+    if (const tvsim::SourceSwitchResponder* found = models.sourceSwitch(tvsim::kSourceSwitchPath)) {
+        sourceSwitch = *found;
+    }
     // Looked up before any client can set a framework fault; the framework keeps it for the whole process.
     boost::shared_ptr<frame::Interface> reference;
     if (frame::Process::getInstance().getInterfaceReference(reference, kRootInterfaceName) != 0 ||
@@ -82,8 +93,16 @@ int serve(const Options& options) {
     }
     tvsimd::Service service(simulator, *static_cast<RootInterface*>(reference->getObject()), std::move(models));
     service.open(address);
+    // After the service, so that it stops serving before the service goes.
+    std::optional<tvsimd::DashboardServer> dashboard;
+    if (!options.http.empty()) {
+        dashboard.emplace(service, sourceSwitch, tvsimd::parseHttpEndpoint(options.http), options.httpAllowRemote);
+    }
     if (privateBus) {
         std::cout << "export DBUS_SESSION_BUS_ADDRESS=" << shellQuoted(address) << "\n";
+    }
+    if (dashboard) {
+        std::cout << "dashboard " << dashboard->url() << "\n";
     }
     std::cout << "ready" << std::endl;
     tvsimd::logLine(tvsimd::kLogInfo, "serving io.sysaccess.TvSim" +
@@ -107,7 +126,15 @@ int main(int argc, char** argv) {
         ->excludes(address);
     app.add_option("--log-level", options.logLevel,
                    "Write tvsimd's own lines on standard error: none, error, info, trace");
+    auto* http = app.add_option("--http", options.http,
+                                "Serve the dashboard on ADDR:PORT (alone: " + std::string(kDefaultHttp) +
+                                    "; loopback unless --http-allow-remote; port 0 picks a free one)")
+                     ->expected(0, 1);
+    app.add_flag("--http-allow-remote", options.httpAllowRemote, "Let --http bind an address other machines reach");
     CLI11_PARSE(app, argc, argv);
+    if (http->count() > 0 && options.http.empty()) {
+        options.http = kDefaultHttp;
+    }
     try {
         return serve(options);
     } catch (const std::exception& error) {

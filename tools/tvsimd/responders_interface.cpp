@@ -51,6 +51,7 @@ int setReply(sd_bus_message* call, void* userdata, sd_bus_error* error) {
         }
         simulator.setResponder(path,
                                [answer](unsigned int, const std::vector<lomodelapi::Argument>&) { return answer; });
+        serviceOf(userdata).answers().chose(path, answer);
         return replyEmpty(call);
     });
 }
@@ -60,6 +61,7 @@ int resetReply(sd_bus_message* call, void* userdata, sd_bus_error* error) {
         Service& service = serviceOf(userdata);
         const std::string path = actionPath(call, service.simulator());
         service.simulator().setResponder(path, service.models().ownResponder(path));
+        service.answers().forget(path);
         return replyEmpty(call);
     });
 }

@@ -4,6 +4,7 @@
 // it only through the notification queue.
 #pragma once
 
+#include "answer_choices.h"
 #include "clients.h"
 #include "flush_worker.h"
 #include "loaded_models.h"
@@ -41,6 +42,7 @@ public:
     LoadedModels& models() { return m_models; }
     NotificationQueue& queue() { return m_queue; }
     FlushWorker& flusher() { return m_flusher; }
+    AnswerChoices& answers() { return m_answers; }  // any thread
 
 private:
     static int onQueue(sd_event_source* source, int fd, std::uint32_t events, void* service);
@@ -52,6 +54,7 @@ private:
     NotificationQueue m_queue;
     FlushWorker m_flusher;  // after the queue it posts to
     Clients m_clients;
+    AnswerChoices m_answers;
     sd_event* m_event = nullptr;
     sd_bus* m_bus = nullptr;
 };

@@ -35,20 +35,51 @@ void Model::refuseNextInvokes(const std::string& path, int count, int status) {
     m_faults[path].refusedInvokeStatus = status;
 }
 
+namespace {
+
+InvokeOutcome outcomeOf(const Reply& reply, std::chrono::microseconds took) {
+    InvokeOutcome outcome;
+    outcome.kind = reply.kind == Reply::Kind::Results   ? InvokeOutcome::Kind::Results
+                   : reply.kind == Reply::Kind::Failure ? InvokeOutcome::Kind::Failure
+                                                        : InvokeOutcome::Kind::NoReplyYet;
+    outcome.results = reply.results;
+    outcome.error = reply.error;
+    outcome.took = took;
+    return outcome;
+}
+
+}  // namespace
+
+void Model::recordOutcome(unsigned int actionId, const Reply& reply, bool onlyIfNoReplyYet) {
+    // Ids are unique and recent invokes sit at the end; a cleared record is simply gone.
+    for (auto record = m_records.invokes.rbegin(); record != m_records.invokes.rend(); ++record) {
+        if (record->actionId != actionId) {
+            continue;
+        }
+        if (!onlyIfNoReplyYet || record->outcome.kind == InvokeOutcome::Kind::NoReplyYet) {
+            const auto since = std::chrono::steady_clock::now() - record->invokedAt;
+            record->outcome =
+                outcomeOf(reply, std::chrono::duration_cast<std::chrono::microseconds>(since) + reply.delay);
+        }
+        return;
+    }
+}
+
 int Model::invoke(Entry& action, unsigned int& actionId, const std::vector<lomodelapi::Argument>& arguments) {
     Responder responder;
     unsigned int id = 0;
+    const auto invokedAt = std::chrono::steady_clock::now();
     {
         Lock lock(m_mutex);
         PathFaults& faults = m_faults[action.path];
         if (faults.refusedInvokes > 0) {
             --faults.refusedInvokes;
-            m_records.invokes.push_back({action.path, 0, arguments, faults.refusedInvokeStatus});
+            m_records.invokes.push_back({action.path, 0, arguments, faults.refusedInvokeStatus, invokedAt, {}});
             return faults.refusedInvokeStatus;
         }
         id = ++m_lastActionId;
         actionId = id;
-        m_records.invokes.push_back({action.path, id, arguments, 0});
+        m_records.invokes.push_back({action.path, id, arguments, 0, invokedAt, {}});
         responder = action.responder;
     }
     // The responder runs on the invoking thread with no lock held: it may call the simulator.
@@ -56,6 +87,7 @@ int Model::invoke(Entry& action, unsigned int& actionId, const std::vector<lomod
     std::vector<CallbackThread::Ticket> tickets;
     {
         Lock lock(m_mutex);
+        recordOutcome(id, reply, false);
         tickets = postOutcome(action, id, reply);
     }
     if (reply.beforeInvokeReturns) {
@@ -93,12 +125,16 @@ std::vector<CallbackThread::Ticket> Model::postOutcome(const Entry& action, unsi
 void Model::emitResult(const std::string& path, unsigned int actionId,
                        const std::vector<lomodelapi::Argument>& results) {
     Lock lock(m_mutex);
-    postOutcome(entryOf(path, lomodelapi::OBJECT_TYPE_ACTION), actionId, Reply::withResults(results));
+    const Reply reply = Reply::withResults(results);
+    postOutcome(entryOf(path, lomodelapi::OBJECT_TYPE_ACTION), actionId, reply);
+    recordOutcome(actionId, reply, true);
 }
 
 void Model::emitExecutionError(const std::string& path, unsigned int actionId, int error) {
     Lock lock(m_mutex);
-    postOutcome(entryOf(path, lomodelapi::OBJECT_TYPE_ACTION), actionId, Reply::failure(error));
+    const Reply reply = Reply::failure(error);
+    postOutcome(entryOf(path, lomodelapi::OBJECT_TYPE_ACTION), actionId, reply);
+    recordOutcome(actionId, reply, true);
 }
 
 }  // namespace tvsim

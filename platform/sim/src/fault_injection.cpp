@@ -37,4 +37,13 @@ void FaultInjection::failNextCreateIterators(const std::string& path, int count)
     core().model.failNextCreateIterators(path, count);
 }
 
+std::map<std::string, PathFaults> FaultInjection::pathFaults() const {
+    return core().model.pathFaults();
+}
+FrameworkFaults FaultInjection::frameworkFaults() const {
+    FrameworkFaults faults = InterfaceRegistry::instance().faults();
+    faults.nullRootObject = core().handle->answersNull();
+    return faults;
+}
+
 }  // namespace tvsim

@@ -239,6 +239,17 @@ void Model::failGetter(const std::string& path, int status) {
     m_faults[path].getterStatus = status;
 }
 
+std::map<std::string, PathFaults> Model::pathFaults() const {
+    Lock lock(m_mutex);
+    std::map<std::string, PathFaults> inForce;
+    for (const auto& [path, faults] : m_faults) {
+        if (faults.inForce()) {
+            inForce.emplace(path, faults);
+        }
+    }
+    return inForce;
+}
+
 int Model::connectedObservers(const std::string& path) const {
     Lock lock(m_mutex);
     return static_cast<int>(std::count_if(m_connections.begin(), m_connections.end(), [&](const auto& connection) {

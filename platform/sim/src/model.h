@@ -7,6 +7,7 @@
 #include "sim_mutex.h"
 
 #include <tvsim/call_records.h>
+#include <tvsim/fault_injection.h>
 #include <tvsim/model_control.h>
 
 #include <atomic>
@@ -46,17 +47,6 @@ struct Connection {
     lomodelapi::Observer* observer;
     std::unique_ptr<ModelObject> object;
     SubscriptionPtr subscription;
-};
-
-struct PathFaults {
-    int failingConnects = 0;
-    int failingConnectStatus = 0;
-    int nullConnects = 0;
-    std::optional<lomodelapi::ObjectTypeSpec> reportedType;
-    int getterStatus = 0;
-    int refusedInvokes = 0;
-    int refusedInvokeStatus = 0;
-    int failingCreateIterators = 0;
 };
 
 struct Records {
@@ -127,6 +117,7 @@ public:
     void nullObjectOnNextConnects(const std::string& path, int count);
     void reportType(const std::string& path, lomodelapi::ObjectTypeSpec type);
     void failGetter(const std::string& path, int status);
+    std::map<std::string, PathFaults> pathFaults() const;
 
     // ---- Records ----
     template <typename R>
@@ -145,6 +136,8 @@ private:
     Entry& entryOf(const std::string& path, lomodelapi::ObjectTypeSpec type) const SYSACCESS_REQUIRES(m_mutex);
     void notifyValue(const Entry& entry) SYSACCESS_REQUIRES(m_mutex);
     void notifyTableUpdate(const Entry& table, int change) SYSACCESS_REQUIRES(m_mutex);
+    // Fills the invoke record of the id with the reply (optionally only one without a reply yet).
+    void recordOutcome(unsigned int actionId, const Reply& reply, bool onlyIfNoReplyYet) SYSACCESS_REQUIRES(m_mutex);
     std::vector<CallbackThread::Ticket> postOutcome(const Entry& action, unsigned int actionId, const Reply& reply)
         SYSACCESS_REQUIRES(m_mutex);
     template <typename ObserverT, typename Notify>

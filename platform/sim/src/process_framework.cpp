@@ -64,6 +64,15 @@ void InterfaceRegistry::resetFaults() {
     m_answeringEmpty = false;
 }
 
+FrameworkFaults InterfaceRegistry::faults() const {
+    Lock lock(m_mutex);
+    FrameworkFaults faults;
+    faults.refusingInterfaceReference = m_refusing;
+    faults.refusalStatus = m_refusalStatus;
+    faults.emptyInterfaceReference = m_answeringEmpty;
+    return faults;
+}
+
 }  // namespace tvsim
 
 namespace frame {

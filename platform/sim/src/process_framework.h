@@ -4,6 +4,8 @@
 
 #include "sim_mutex.h"
 
+#include <tvsim/fault_injection.h>
+
 #include <frame/process.h>
 
 #include <boost/shared_ptr.hpp>
@@ -25,6 +27,7 @@ public:
     void refuse(bool refuse, int status);
     void answerEmpty(bool empty);
     void resetFaults();
+    FrameworkFaults faults() const;  // nullRootObject is the root handle's, left false here
 
 private:
     InterfaceRegistry() = default;

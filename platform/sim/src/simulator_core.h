@@ -39,6 +39,7 @@ public:
     // Clients turn the pointer back into a RootInterface*, so it is exactly that pointer.
     void* getObject() override { return m_null.load(std::memory_order_relaxed) ? nullptr : static_cast<void*>(m_root); }
     void answerNull(bool null) { m_null.store(null, std::memory_order_relaxed); }
+    bool answersNull() const { return m_null.load(std::memory_order_relaxed); }
 
 private:
     RootInterface* const m_root;

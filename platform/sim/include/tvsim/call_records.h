@@ -7,6 +7,7 @@
 #include <lomodelapi/model_objects.h>
 #include <lomodelapi/table_types.h>
 
+#include <chrono>
 #include <map>
 #include <string>
 #include <vector>
@@ -28,11 +29,25 @@ struct DisconnectRecord {
     ModelObject* object;
 };
 
+// What an accepted invoke got back, as far as the simulator knows now. An
+// outcome the platform reports later by itself (emitResult, emitExecutionError)
+// fills one that had no reply yet.
+struct InvokeOutcome {
+    enum class Kind { NoReplyYet, Results, Failure };
+
+    Kind kind = Kind::NoReplyYet;
+    std::vector<lomodelapi::Argument> results;  // Kind::Results
+    int error = 0;                              // Kind::Failure
+    std::chrono::microseconds took{0};          // from the invoke until the outcome was due (its delay included)
+};
+
 struct InvokeRecord {
     std::string path;
     unsigned int actionId;  // 0 when refused
     std::vector<lomodelapi::Argument> arguments;
     int status;
+    std::chrono::steady_clock::time_point invokedAt;
+    InvokeOutcome outcome;
 };
 
 struct CreateIteratorRecord {

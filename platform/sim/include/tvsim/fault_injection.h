@@ -7,11 +7,38 @@
 
 #include <lomodelapi/object_type_spec.h>
 
+#include <map>
+#include <optional>
 #include <string>
 
 namespace tvsim {
 
 class SimulatorCore;
+
+// The faults in force on one path; counts are what is left of them.
+struct PathFaults {
+    int failingConnects = 0;
+    int failingConnectStatus = 0;
+    int nullConnects = 0;
+    std::optional<lomodelapi::ObjectTypeSpec> reportedType;
+    int getterStatus = 0;
+    int refusedInvokes = 0;
+    int refusedInvokeStatus = 0;
+    int failingCreateIterators = 0;
+
+    bool inForce() const {
+        return failingConnects > 0 || nullConnects > 0 || reportedType || getterStatus != 0 || refusedInvokes > 0 ||
+               failingCreateIterators > 0;
+    }
+};
+
+// The process framework's faults in force.
+struct FrameworkFaults {
+    bool refusingInterfaceReference = false;
+    int refusalStatus = -1;
+    bool emptyInterfaceReference = false;
+    bool nullRootObject = false;
+};
 
 class FaultInjection {
 public:
@@ -30,6 +57,10 @@ public:
     // The next `count` invokes answer `status` without an id or an outcome.
     void refuseNextInvokes(const std::string& path, int count, int status);
     void failNextCreateIterators(const std::string& path, int count);  // createIterator answers null
+
+    // ---- What is in force now ----
+    std::map<std::string, PathFaults> pathFaults() const;  // only the paths with a fault in force
+    FrameworkFaults frameworkFaults() const;
 
 protected:
     FaultInjection() = default;

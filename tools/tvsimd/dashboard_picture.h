@@ -1,0 +1,62 @@
+// The dashboard's picture of the TV: what the page shows, read from the
+// simulator as JSON parts, and the difference between two pictures that the
+// page applies to what it shows. The reader runs on the dashboard's sampling
+// thread; the simulator and the answer choices may be used from any thread.
+#pragma once
+
+#include "answer_choices.h"
+
+#include <tvsim/simulator.h>
+#include <tvsim/source_switch.h>
+
+#include <nlohmann/json.hpp>
+
+#include <chrono>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tvsimd {
+
+struct TvPicture {
+    nlohmann::json panel;          // channel (number, name, URI), who holds video/audio/PSI, playback, no-banner
+    nlohmann::json values;         // path -> {"type", "value"}
+    nlohmann::json actions;        // path -> the answer chosen for it, or null for its own
+    nlohmann::json tables;         // path -> {"columns", "rows"}
+    nlohmann::json faults;         // {"paths": {path: {...}}, "framework": {...}}
+    std::size_t requestCount = 0;  // invoke records the simulator holds
+    std::vector<nlohmann::json> requests;  // the last kMaxRequests of them, oldest first
+};
+
+// The request log the page gets is the tail of the simulator's invoke records.
+constexpr std::size_t kMaxRequests = 500;
+
+class TvReader {
+public:
+    // sourceSwitch: the responder whose state the panel shows; none leaves the panel without channel and holders.
+    TvReader(const tvsim::Simulator& simulator, const AnswerChoices& answers,
+             std::optional<tvsim::SourceSwitchResponder> sourceSwitch);
+
+    TvPicture read() const;
+
+private:
+    nlohmann::json readPanel(const TvPicture& picture) const;
+
+    const tvsim::Simulator& m_simulator;
+    const AnswerChoices& m_answers;
+    const std::optional<tvsim::SourceSwitchResponder> m_sourceSwitch;
+    const std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
+};
+
+// Every part, for a page that starts (or starts over).
+nlohmann::json wholePicture(const TvPicture& picture);
+// Only what differs: changed or added values (removed ones as null), whole
+// parts that differ, request log entries that are new or changed (all of them,
+// with "requestsReset", once records were cleared). Null when nothing differs.
+nlohmann::json pictureChanges(const TvPicture& before, const TvPicture& after);
+
+// One line of JSON; bytes that are not UTF-8 (a client may write any) become U+FFFD.
+std::string jsonText(const nlohmann::json& json);
+
+}  // namespace tvsimd

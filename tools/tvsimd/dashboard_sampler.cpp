@@ -1,0 +1,52 @@
+#include "dashboard_sampler.h"
+
+#include "log.h"
+
+#include <base/synchronization/unique_lock.h>
+
+#include <exception>
+
+namespace tvsimd {
+
+DashboardSampler::DashboardSampler(const TvReader& reader, ChangeFeed& feed, std::chrono::milliseconds period)
+    : m_reader(reader), m_feed(feed), m_period(period), m_last(reader.read()) {
+    m_feed.start(jsonText(wholePicture(m_last)));
+    m_thread = std::thread([this] { run(); });
+}
+
+DashboardSampler::~DashboardSampler() {
+    {
+        velmora::base::UniqueLock lock(&m_mutex);
+        m_stopping = true;
+    }
+    m_wake.notify_all();
+    m_thread.join();
+}
+
+void DashboardSampler::run() {
+    for (;;) {
+        // Measured from the end of the last sample, so a slow read never makes samples pile up.
+        const auto next = std::chrono::steady_clock::now() + m_period;
+        {
+            velmora::base::UniqueLock lock(&m_mutex);
+            while (!m_stopping && m_wake.wait_until(lock, next)) {
+            }
+            if (m_stopping) {
+                return;
+            }
+        }
+        try {
+            TvPicture picture = m_reader.read();
+            const nlohmann::json changes = pictureChanges(m_last, picture);
+            if (!changes.is_null()) {
+                m_feed.publish(jsonText(wholePicture(picture)), jsonText(changes));
+            }
+            m_last = std::move(picture);
+        } catch (const std::exception& error) {
+            // A failed sample leaves the page as it was; the next one tries again.
+            logLine(kLogError, std::string("dashboard: cannot read the TV: ") + error.what());
+        }
+    }
+}
+
+}  // namespace tvsimd

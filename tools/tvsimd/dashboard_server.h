@@ -1,0 +1,71 @@
+// The dashboard: one page and a JSON API served over HTTP from tvsimd.
+//
+// Threads: the HTTP library's own listener and worker threads run every
+// request; the sampler's thread reads the TV. None of them touches the bus:
+// they use the simulator (safe from any thread) and post to the bus thread
+// through the notification queue, which never blocks; the bus thread never
+// waits for them either.
+//
+// Safety: a request whose Host header is not the bound address is refused
+// (403), so a page from another name resolving to this address (DNS
+// rebinding) cannot read it; a request that changes the TV must carry the
+// per-start token that the served page holds (X-TvSim-Token; 403 without), so
+// other pages in the same browser cannot change it.
+#pragma once
+
+#include "dashboard_commands.h"
+#include "dashboard_feed.h"
+#include "dashboard_picture.h"
+#include "dashboard_sampler.h"
+#include "service.h"
+
+#include <tvsim/source_switch.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+
+namespace httplib {
+class Server;
+}
+
+namespace tvsimd {
+
+struct HttpEndpoint {
+    std::string host;  // as given: a numeric address or "localhost"
+    int port = 0;      // 0: any free port
+};
+
+// "ADDR:PORT", "[IPv6]:PORT"; throws std::runtime_error with one line.
+HttpEndpoint parseHttpEndpoint(const std::string& text);
+
+constexpr std::size_t kMaxRequestBody = 64 * 1024;
+
+class DashboardServer {
+public:
+    // Binds and starts serving. Throws std::runtime_error with one line when the
+    // address is not loopback and remote clients are not allowed, or it cannot bind.
+    DashboardServer(Service& service, std::optional<tvsim::SourceSwitchResponder> sourceSwitch,
+                    const HttpEndpoint& endpoint, bool allowRemote);
+    ~DashboardServer();  // ends the event streams, stops serving, joins its threads
+
+    DashboardServer(const DashboardServer&) = delete;
+    DashboardServer& operator=(const DashboardServer&) = delete;
+
+    std::string url() const { return "http://" + m_authority + "/"; }
+
+private:
+    void addRoutes();
+
+    TvReader m_reader;
+    ChangeFeed m_feed;
+    DashboardCommands m_commands;
+    const std::string m_token;
+    std::string m_authority;  // what the Host header must be: "host:port"
+    std::unique_ptr<httplib::Server> m_server;
+    std::unique_ptr<DashboardSampler> m_sampler;
+    std::thread m_listener;
+};
+
+}  // namespace tvsimd
