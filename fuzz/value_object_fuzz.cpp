@@ -1,16 +1,18 @@
-// Fuzzes ValueObject's conversions: the input makes values from native types
-// (floats and doubles from raw bits, so NaNs and infinities occur) and nests
-// them into lists. Each value made must keep these properties, and a broken
-// one traps:
-// - a number converts to every integer type as a C++ cast would, except that
-//   floating values truncate and saturate (NaN gives 0);
-// - a number's text is what a default string stream writes;
+// Fuzzes ValueObject's conversions with properties, not a second model of the
+// type. The input makes numbers from native types (floats and doubles from raw
+// bits, so NaNs and infinities occur) and texts, and nests earlier values into
+// lists. For each value made, a broken property traps:
+// - no conversion throws or crashes;
+// - a number's text is what a default string stream writes, and it converts
+//   back to its own value: integers as C++ casts do, floating values truncated
+//   toward zero and held within the target's range (NaN gives 0);
 // - a list's text and list conversions are its elements', one by one;
-// - copies and moves keep the kind and the text; no conversion throws.
+// - copies, assignments and moves keep the kind and the text.
 #include <system_access/value_object.h>
 
 #include <fuzzer/FuzzedDataProvider.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -30,56 +32,41 @@ void require(bool condition) {
     }
 }
 
-template <typename Number>
-std::string streamed(Number number) {
-    std::ostringstream stream;
-    stream << number;
-    return stream.str();
-}
-
 template <typename Integer, typename Native>
-Integer expectedInteger(Native native) {
+bool convertsTo(const ValueObject& value, Native native) {
     if constexpr (std::is_floating_point_v<Native>) {
-        const long double truncated = std::trunc(static_cast<long double>(native));  // exact for every limit
-        if (std::isnan(truncated)) {
-            return 0;
-        }
-        if (truncated >= static_cast<long double>(std::numeric_limits<Integer>::max())) {
-            return std::numeric_limits<Integer>::max();
-        }
-        if (truncated <= static_cast<long double>(std::numeric_limits<Integer>::min())) {
-            return std::numeric_limits<Integer>::min();
-        }
-        return static_cast<Integer>(truncated);
+        using Limits = std::numeric_limits<Integer>;
+        const long double truncated = std::trunc(static_cast<long double>(native));  // exact at every limit
+        return static_cast<Integer>(value) ==
+               (std::isnan(native)
+                    ? 0
+                    : static_cast<Integer>(std::clamp<long double>(truncated, Limits::min(), Limits::max())));
     } else {
-        return static_cast<Integer>(native);
+        return static_cast<Integer>(value) == static_cast<Integer>(native);
     }
-}
-
-template <typename Native, typename... Integers>
-bool integersHold(const ValueObject& value, Native native) {
-    return ((static_cast<Integers>(value) == expectedInteger<Integers>(native)) && ...);
 }
 
 template <typename Native>
 ValueObject number(Native native) {
     const ValueObject value(native);
-    require(integersHold<Native, int, unsigned, long, unsigned long, long long, unsigned long long>(value, native));
+    require(convertsTo<int>(value, native) && convertsTo<unsigned>(value, native) && convertsTo<long>(value, native) &&
+            convertsTo<unsigned long>(value, native) && convertsTo<long long>(value, native) &&
+            convertsTo<unsigned long long>(value, native));
     require(static_cast<bool>(value) == (native != 0));  // NaN is true
-    if constexpr (std::is_same_v<Native, bool>) {
-        require(value.convertToStringType() == (native ? "TRUE" : "FALSE"));
-    } else if constexpr (std::is_floating_point_v<Native>) {
-        const double widened = native;
-        require(value.convertToStringType() == streamed(widened));
-        require(std::isnan(native) ? std::isnan(static_cast<double>(value)) : static_cast<double>(value) == widened);
+    std::ostringstream stream;
+    if constexpr (std::is_floating_point_v<Native>) {
+        stream << static_cast<double>(native);  // a float's text is its double's
+        require(std::isnan(native) ? std::isnan(static_cast<double>(value)) : static_cast<double>(value) == native);
     } else {
-        require(value.convertToStringType() == streamed(native));
+        stream << native;
     }
+    require(value.convertToStringType() == (std::is_same_v<Native, bool> ? (native ? "TRUE" : "FALSE") : stream.str()));
     return value;
 }
 
 template <typename Floating, typename Bits>
-ValueObject floating(Bits bits) {
+ValueObject floating(FuzzedDataProvider& input) {
+    const Bits bits = input.ConsumeIntegral<Bits>();
     Floating native;
     std::memcpy(&native, &bits, sizeof native);
     return number(native);
@@ -92,8 +79,8 @@ const Maker kMakers[] = {
     [](FuzzedDataProvider& input) { return number(input.ConsumeIntegral<unsigned>()); },
     [](FuzzedDataProvider& input) { return number(input.ConsumeIntegral<long long>()); },
     [](FuzzedDataProvider& input) { return number(input.ConsumeIntegral<unsigned long long>()); },
-    [](FuzzedDataProvider& input) { return floating<float>(input.ConsumeIntegral<std::uint32_t>()); },
-    [](FuzzedDataProvider& input) { return floating<double>(input.ConsumeIntegral<std::uint64_t>()); },
+    floating<float, std::uint32_t>,
+    floating<double, std::uint64_t>,
     [](FuzzedDataProvider& input) { return ValueObject(input.ConsumeRandomLengthString(48).c_str()); },
 };
 
@@ -117,19 +104,16 @@ void checkForms(const ValueObject& value) {
     require(static_cast<std::string>(value) == text);
     const std::vector<std::string> strings = value;
     const std::vector<unsigned> numbers = value;
-    if (value.type() == ValueObject::VALUE_TYPE_VECTOR) {
-        std::string joined = "[";
-        require(strings.size() == value.m_vector.size() && numbers.size() == value.m_vector.size());
-        for (std::size_t index = 0; index < strings.size(); ++index) {
-            require(strings[index] == value.m_vector[index].convertToStringType());
-            require(numbers[index] == static_cast<unsigned>(value.m_vector[index]));
-            joined += (index == 0 ? "" : ",") + strings[index];
-        }
-        require(text == joined + "]");
-    } else {
-        require(strings == std::vector<std::string>{text});
-        require(numbers == std::vector<unsigned>{static_cast<unsigned>(value)});
+    const bool list = value.type() == ValueObject::VALUE_TYPE_VECTOR;
+    const std::vector<ValueObject> elements = list ? value.m_vector : std::vector<ValueObject>{value};
+    require(strings.size() == elements.size() && numbers.size() == elements.size());
+    std::string joined;
+    for (std::size_t index = 0; index < elements.size(); ++index) {
+        require(strings[index] == elements[index].convertToStringType());
+        require(numbers[index] == static_cast<unsigned>(elements[index]));
+        joined += (index == 0 ? "" : ",") + strings[index];
     }
+    require(text == (list ? "[" + joined + "]" : joined));
     ValueObject copy(value);
     ValueObject assigned;
     assigned = copy;

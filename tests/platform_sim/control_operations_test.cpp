@@ -43,7 +43,7 @@ TEST(ControlOperationsTest, IteratorReadsMoveTheCursorAndReportTheRows) {
         "ready 0; total 3; seek 1; cursor 1; row u2,Two; cursor 2; chunk [u3,Three]; row ; cursor 3; "
         "seek -1; cursor 3; content 1; content -1; commit 0; seek 0; cursor 0; chunk [u1,One] [u2,Two]; "
         "chunk; update 1",
-        simtest::joined(observer.log.take(), "; "));
+        testsupport::joined(observer.log.take(), "; "));
     EXPECT_EQ((std::vector<tvsim::Row>{{"u9", "Nine"}}), sim.rows("test.table"));
     EXPECT_EQ((std::vector<std::string>{"uuid", "name"}), sim.columns("test.table"));
     table->destroyIterator(object);

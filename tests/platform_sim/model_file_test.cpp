@@ -39,6 +39,23 @@ const BadModelCase kBadModels[] = {
      "bad.json:1: invalid JSON: syntax error while parsing value - unexpected end of input; expected '[', '{', or a "
      "literal"},
     {"NumberBeyondADouble", "{\n  \"name\": 1e400\n}", "bad.json:2: invalid JSON: number overflow parsing '1e400'"},
+    // The JSON library's syntax errors, translated (its prefix and position dropped, the line given instead):
+    // an update of the library may change them, so each kind is pinned word for word.
+    {"EndOfInputInAnObject", "{\n  \"name\": \"tv\"\n",
+     "bad.json:3: invalid JSON: syntax error while parsing object - unexpected end of input; expected '}'"},
+    {"TrailingCommaInAnArray", "{\n  \"values\": [1,]\n}",
+     "bad.json:2: invalid JSON: syntax error while parsing value - unexpected ']'; expected '[', '{', or a literal"},
+    {"MisspeltLiteral", "{\n  \"name\": tru\n}",
+     "bad.json:2: invalid JSON: syntax error while parsing value - invalid literal; last read: '\"name\": "
+     "tru<U+000A>'"},
+    {"UnterminatedString", "{\n  \"name\": \"tv\n}",
+     "bad.json:2: invalid JSON: syntax error while parsing value - invalid string: control character U+000A (LF) must "
+     "be escaped to \\u000A or \\n; last read: '\"tv<U+000A>'"},
+    {"ControlCharacterInAString", "{\n  \"name\": \"a\tb\"\n}",
+     "bad.json:2: invalid JSON: syntax error while parsing value - invalid string: control character U+0009 (HT) must "
+     "be escaped to \\u0009 or \\t; last read: '\"a<U+0009>'"},
+    {"TextAfterTheDocument", "{}\n{}",
+     "bad.json:2: invalid JSON: syntax error while parsing value - unexpected '{'; expected end of input"},
     {"TopLevelNotAnObject", "[1, 2]", "bad.json: top level: expected an object, got an array"},
     {"UnknownTopLevelKey", R"({"valuez": []})",
      "bad.json: /valuez: unknown key \"valuez\" (known keys: name, values, tables, actions)"},
@@ -91,6 +108,17 @@ const BadModelCase kBadModels[] = {
      "bad.json: /actions/0/reply/delay-ms: -5 is out of range for a delay in ms (0 to 60000)"},
     {"NoCopies", R"({"actions": [{"path": "s", "reply": {"copies": 0}}]})",
      "bad.json: /actions/0/reply/copies: 0 is out of range for copies (1 to 1000)"},
+    {"DelayBeyondAMinute", R"({"actions": [{"path": "s", "reply": {"delay-ms": 60001}}]})",
+     "bad.json: /actions/0/reply/delay-ms: 60001 is out of range for a delay in ms (0 to 60000)"},
+    {"Int64BeyondSixtyFourBits", R"({"values": [{"path": "a", "type": "int64", "value": -99999999999999999999999}]})",
+     "bad.json: /values/0/value: -99999999999999999999999 is out of range for a 64-bit integer "
+     "(-9223372036854775808 to 9223372036854775807)"},
+    {"VectorElementBeyondSixtyFourBits",
+     R"({"values": [{"path": "a", "type": "integer-vector", "value": [1, 18446744073709551616]}]})",
+     "bad.json: /values/0/value/1: 18446744073709551616 is out of range for a 32-bit integer "
+     "(-2147483648 to 2147483647)"},
+    {"IntegerInExponentForm", R"({"values": [{"path": "a", "type": "integer", "value": 1e3}]})",
+     "bad.json: /values/0/value: expected an integer, got 1000.0"},
 };
 
 class BadModelTest : public ::testing::TestWithParam<BadModelCase> {};
@@ -138,18 +166,16 @@ TEST(ModelFileTest, DocumentedExampleIsTheToolsModelFileAndLoadsItsValues) {
 
 // ---- Hostile input ----
 
-// What is not a regular file of at most 64 MiB is refused before it is read;
-// delays beyond a minute and integers beyond 64 bits are refused with the range.
-TEST(ModelFileTest, HostileFilesAndNumbersAreRefusedWithTheirReason) {
+// What is not a regular file of at most 64 MiB is refused before it is read (sactl's suite refuses a
+// directory and a device through the same check).
+TEST(ModelFileTest, HostileFilesAreRefusedWithTheirReason) {
     const std::string folder = ::testing::TempDir() + "hostile_models_" + std::to_string(::getpid());
     ASSERT_EQ(0, ::mkdir(folder.c_str(), 0700));
     ASSERT_EQ(0, ::mkfifo((folder + "/fifo").c_str(), 0600));
     std::ofstream(folder + "/huge").put('{');
     ASSERT_EQ(0, ::truncate((folder + "/huge").c_str(), 64 * 1024 * 1024 + 1));  // sparse: takes no disk
     const std::pair<std::string, std::string> files[] = {
-        {folder, "it is a directory, not a regular file"},
         {folder + "/fifo", "it is a FIFO, not a regular file"},
-        {"/dev/zero", "it is a character device, not a regular file"},
         {folder + "/huge", "it is larger than 64 MiB, the most a model file may hold"},
     };
     for (const auto& [path, reason] : files) {
@@ -163,27 +189,6 @@ TEST(ModelFileTest, HostileFilesAndNumbersAreRefusedWithTheirReason) {
     ::unlink((folder + "/fifo").c_str());
     ::unlink((folder + "/huge").c_str());
     ::rmdir(folder.c_str());
-
-    const std::pair<const char*, const char*> texts[] = {
-        {R"({"actions": [{"path": "s", "reply": {"delay-ms": 60001}}]})",
-         "t.json: /actions/0/reply/delay-ms: 60001 is out of range for a delay in ms (0 to 60000)"},
-        {R"({"values": [{"path": "a", "type": "int64", "value": -99999999999999999999999}]})",
-         "t.json: /values/0/value: -99999999999999999999999 is out of range for a 64-bit integer "
-         "(-9223372036854775808 to 9223372036854775807)"},
-        {R"({"values": [{"path": "a", "type": "integer-vector", "value": [1, 18446744073709551616]}]})",
-         "t.json: /values/0/value/1: 18446744073709551616 is out of range for a 32-bit integer "
-         "(-2147483648 to 2147483647)"},
-        {R"({"values": [{"path": "a", "type": "integer", "value": 1e3}]})",
-         "t.json: /values/0/value: expected an integer, got 1000.0"},
-    };
-    for (const auto& [text, message] : texts) {
-        try {
-            tvsim::parseModelText(text, "t.json");
-            ADD_FAILURE() << text << " accepted";
-        } catch (const ModelFileError& error) {
-            EXPECT_STREQ(message, error.what());
-        }
-    }
 }
 
 }  // namespace

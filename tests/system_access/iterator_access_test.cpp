@@ -10,9 +10,8 @@
 
 #include <atomic>
 #include <cstdio>
-#include <mutex>
-#include <thread>
 
+#include "event_log.h"
 #include "log_lines.h"
 #include "sim_fixture.h"
 
@@ -28,38 +27,27 @@ constexpr char kTable[] = "test.table.channels";
 constexpr char kFile[] = "iterator_access.cpp";
 const Row kRowA{"a", "b"};
 
-// Keeps every event as "operation(argument)" with rows as their cells, and the
-// address of the last row or chunk; counts events off the callback thread.
-class RecordingHandler : public IteratorHandler {
-public:
-    void onCommit(int status) override { record("onCommit(" + std::to_string(status) + ")"); }
-    void onTotalCount(int count) override { record("onTotalCount(" + std::to_string(count) + ")"); }
-    void onSeekToRow(int row) override { record("onSeekToRow(" + std::to_string(row) + ")"); }
-    void onSeekToContent(int row) override { record("onSeekToContent(" + std::to_string(row) + ")"); }
-    void onCursorPosition(int row) override { record("onCursorPosition(" + std::to_string(row) + ")"); }
-    void onReadRow(const Row& row) override { record("onReadRow(" + row.at(0) + ")", &row); }
-    void onReadRowChunk(const Chunk& rows) override { record("onReadRowChunk(" + rows.back()->at(0) + ")", &rows); }
-    void onIteratorReady(int status) override { record("onIteratorReady(" + std::to_string(status) + ")"); }
-    void onUpdate(int change) override { record("onUpdate(" + std::to_string(change) + ")"); }
-
-    std::vector<std::string> events() const {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        return m_events;
+// Keeps every event as "operation(argument)" with rows as their first cells, and the
+// address of the last row or chunk.
+struct RecordingHandler : IteratorHandler {
+    void onCommit(int status) override { log.add("onCommit(" + std::to_string(status) + ")"); }
+    void onTotalCount(int count) override { log.add("onTotalCount(" + std::to_string(count) + ")"); }
+    void onSeekToRow(int row) override { log.add("onSeekToRow(" + std::to_string(row) + ")"); }
+    void onSeekToContent(int row) override { log.add("onSeekToContent(" + std::to_string(row) + ")"); }
+    void onCursorPosition(int row) override { log.add("onCursorPosition(" + std::to_string(row) + ")"); }
+    void onReadRow(const Row& row) override {
+        lastObject = &row;
+        log.add("onReadRow(" + row.at(0) + ")");
     }
+    void onReadRowChunk(const Chunk& rows) override {
+        lastObject = &rows;
+        log.add("onReadRowChunk(" + rows.back()->at(0) + ")");
+    }
+    void onIteratorReady(int status) override { log.add("onIteratorReady(" + std::to_string(status) + ")"); }
+    void onUpdate(int change) override { log.add("onUpdate(" + std::to_string(change) + ")"); }
 
-    std::atomic<int> offCallbackThread{0};
+    testsupport::EventLog log;
     std::atomic<const void*> lastObject{nullptr};
-
-private:
-    void record(std::string event, const void* object = nullptr) {
-        offCallbackThread += tvsim::Simulator::current()->onCallbackThread() ? 0 : 1;
-        lastObject = object;
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_events.push_back(std::move(event));
-    }
-
-    mutable std::mutex m_mutex;
-    std::vector<std::string> m_events;
 };
 
 class IteratorAccessTest : public testsupport::SimTest {
@@ -115,7 +103,7 @@ TEST_F(IteratorAccessTest, LifeCycleFromDescriptionToDestruction) {
     expectLines(capture, {logLine(kFile, "create", std::string("Table iterator ") + pointer + " is created.")});
     EXPECT_EQ(capture.lines()[0].levelWord, testsupport::kWordInfo);
     sim.flush();
-    EXPECT_EQ(handler->events(), (std::vector<std::string>{"onIteratorReady(0)", "onTotalCount(3)"}));
+    EXPECT_EQ(handler->log.take(), (std::vector<std::string>{"onIteratorReady(0)", "onTotalCount(3)"}));
 
     // Value operations answer "connect failed" and leave their outputs alone.
     int integer = 17;
@@ -157,7 +145,7 @@ TEST_F(IteratorAccessTest, DestructionOnlyTracesUnlessATableWasAskedForAndDestro
     ASSERT_EQ(access->create(), 0);
     TableIteratorObject* iterator = access->getIterator();
     sim.flush();
-    const std::size_t delivered = handler->events().size();
+    handler->log.take();
     capture.clear();
     access.reset();
     sim.setRows(kTable, {});
@@ -171,7 +159,7 @@ TEST_F(IteratorAccessTest, DestructionOnlyTracesUnlessATableWasAskedForAndDestro
     EXPECT_EQ(capture.lines().at(1).levelWord, testsupport::kWordError);
     EXPECT_EQ(sim.destroyIterators(), std::vector<TableIteratorObject*>{iterator});
     EXPECT_EQ(sim.disconnects().at(0).object, sim.connects()[0].object);
-    EXPECT_EQ(handler->events().size(), delivered);
+    EXPECT_TRUE(handler->log.take().empty());
 
     // A create that failed may be repeated; the table it could not connect is disconnected without object.
     sim.failNextConnects(kTable, 10, 7);
@@ -202,10 +190,10 @@ TEST_F(IteratorAccessTest, EachEventReachesItsOwnHandlerOperationOnTheCallbackTh
     emitAll();
     ASSERT_EQ(access->setActionResultHandler(handler), 0);
     emitAll();
-    EXPECT_EQ(handler->events(), (std::vector<std::string>{"onCommit(7)", "onTotalCount(42)", "onSeekToRow(3)",
-                                                           "onSeekToContent(-1)", "onCursorPosition(2)", "onReadRow(a)",
-                                                           "onReadRowChunk(a)", "onIteratorReady(5)", "onUpdate(9)"}));
-    EXPECT_EQ(handler->offCallbackThread, 0);
+    EXPECT_EQ(handler->log.take(),
+              (std::vector<std::string>{"onCommit(7)", "onTotalCount(42)", "onSeekToRow(3)", "onSeekToContent(-1)",
+                                        "onCursorPosition(2)", "onReadRow(a)", "onReadRowChunk(a)",
+                                        "onIteratorReady(5)", "onUpdate(9)"}));
     EXPECT_EQ(capture.texts().size(), 1u);  // the create line: events log nothing
     access->destroy();
 

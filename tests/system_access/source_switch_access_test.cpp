@@ -15,7 +15,9 @@
 #include <algorithm>
 #include <functional>
 #include <map>
+#include <mutex>
 #include <regex>
+#include <set>
 #include <thread>
 
 #include "log_lines.h"
@@ -179,32 +181,18 @@ INSTANTIATE_TEST_SUITE_P(
                       FlagCase{"VideoOperationsLeaveAVAndPSI", {"resumePSI", "resumeVideo", "pauseVideo"}, "5"}),
     [](const ::testing::TestParamInfo<FlagCase>& testCase) { return testCase.param.name; });
 
-// ---- Request tags ----
+// ---- Request tags and connecting the action, the typical request, the service's life ----
 
-TEST_F(SourceSwitchAccessTest, EveryTagTakesTheNextNumberOfTheProcessOnAnyThread) {
-    long otherThread = 0;
-    ASSERT_TRUE(service->setChannelNext());
-    std::thread other([&] {
-        otherThread = base::currentThread();
-        EXPECT_TRUE(service->setChannelPrev());
-    });
-    other.join();
-
-    const std::vector<tvsim::InvokeRecord> invokes = sim.invokes();
-    ASSERT_EQ(2u, invokes.size());
-    const Tag first = parseTag(invokes[0].arguments[0].value);
-    const Tag second = parseTag(invokes[1].arguments[0].value);
-    EXPECT_EQ(g_tagsSentBefore + 1, first.sequence);
-    EXPECT_EQ(otherThread, second.thread);
-    EXPECT_EQ(g_tagsSentBefore + 2, second.sequence);
-}
-
-// ---- Connecting the action, the typical request, the service's life ----
-
-TEST_F(SourceSwitchAccessTest, ConcurrentFirstRequestsConnectOnce) {
+TEST_F(SourceSwitchAccessTest, ConcurrentFirstRequestsConnectOnceAndEachTagTakesTheNextNumberOfTheProcess) {
     std::vector<std::thread> clients;
+    std::set<long> threads;
+    std::mutex threadsMutex;
     for (int client = 0; client < 4; ++client) {
-        clients.emplace_back([this] { EXPECT_TRUE(service->setChannelNext()); });
+        clients.emplace_back([&] {
+            EXPECT_TRUE(service->setChannelNext());
+            std::lock_guard<std::mutex> lock(threadsMutex);
+            threads.insert(base::currentThread());
+        });
     }
     for (std::thread& client : clients) {
         client.join();
@@ -214,6 +202,16 @@ TEST_F(SourceSwitchAccessTest, ConcurrentFirstRequestsConnectOnce) {
     EXPECT_EQ(
         1, countLines(capture, logLine(kFile, "connectToValue", std::string("Connecting To Value: ") + kSwitch + "  "),
                       kWordInfo));
+    std::set<long> taggedThreads;
+    std::set<int> sequences;
+    for (const tvsim::InvokeRecord& invoke : sim.invokes()) {
+        const Tag tag = parseTag(invoke.arguments.at(0).value);
+        taggedThreads.insert(tag.thread);
+        sequences.insert(tag.sequence);
+    }
+    EXPECT_EQ(threads, taggedThreads);
+    EXPECT_EQ((std::set<int>{g_tagsSentBefore + 1, g_tagsSentBefore + 2, g_tagsSentBefore + 3, g_tagsSentBefore + 4}),
+              sequences);
     EXPECT_EQ(4u, tv.accepted().size());
 }
 

@@ -6,9 +6,9 @@
 #include <system_access/value_object.h>
 
 #include <atomic>
-#include <mutex>
 #include <thread>
 
+#include "event_log.h"
 #include "log_lines.h"
 #include "sim_fixture.h"
 #include "value_accessors.h"
@@ -27,25 +27,10 @@ std::string describe(const ValueObject& value) {
     return value.type() == ValueObject::VALUE_TYPE_VECTOR ? text + "]" : text + value.convertToStringType();
 }
 
-// Keeps every value it is given, described; counts values that did not come on the callback thread.
-class RecordingHandler : public ValueHandler {
-public:
-    void onNewValue(const ValueObject& value) override {
-        offCallbackThread += tvsim::Simulator::current()->onCallbackThread() ? 0 : 1;
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_values.push_back(describe(value));
-    }
-
-    std::vector<std::string> values() const {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        return m_values;
-    }
-
-    std::atomic<int> offCallbackThread{0};
-
-private:
-    mutable std::mutex m_mutex;
-    std::vector<std::string> m_values;
+// Keeps every value it is given, described.
+struct RecordingHandler : ValueHandler {
+    void onNewValue(const ValueObject& value) override { log.add(describe(value)); }
+    testsupport::EventLog log;
 };
 
 class ValueAccessTest : public testsupport::SimTest {
@@ -93,9 +78,9 @@ TEST_F(ValueAccessTest, EveryTypeArrivesAsItsOwnKindOfValueBetweenTraceLines) {
     integer.notifyNewValue(5LL);
 
     // Kinds: 1 int, 3 int64, 8 string.
-    EXPECT_EQ(handler->values(), (std::vector<std::string>{"8:abc", "1:-3", "3:1099511627776", "[1:3,1:1,1:2]",
-                                                           "[8:eng,8:fra]", "[]", "8:12", "3:5"}));
-    EXPECT_EQ(handler->offCallbackThread, 2);  // the two direct calls
+    EXPECT_EQ(handler->log.take(),
+              (std::vector<std::string>{"8:abc", "1:-3", "3:1099511627776", "[1:3,1:1,1:2]", "[8:eng,8:fra]", "[]",
+                                        "8:12 (off the callback thread)", "3:5 (off the callback thread)"}));
 }
 
 TEST_F(ValueAccessTest, DisconnectAndDestructionGiveTheObjectBack) {
@@ -108,7 +93,7 @@ TEST_F(ValueAccessTest, DisconnectAndDestructionGiveTheObjectBack) {
     EXPECT_EQ(sim.disconnects().at(0).object, sim.connects().at(0).object);
     sim.setInteger(kInteger, 1);
     sim.flush();
-    EXPECT_TRUE(handler->values().empty());
+    EXPECT_TRUE(handler->log.take().empty());
 
     // Disconnect without an object still tells the platform; reading afterwards connects again.
     StringAccess access(kString);
@@ -146,7 +131,7 @@ TEST_F(ValueAccessTest, HandlersReplacedAndAccessorsDestroyedWhileNotificationsA
     done = true;
     replacer.join();
 
-    for (const std::vector<std::string>& seen : {handler->values(), second->values()}) {
+    for (const std::vector<std::string>& seen : {handler->log.take(), second->log.take()}) {
         for (size_t index = 1; index < seen.size(); ++index) {  // increasing: in order, none twice
             EXPECT_LT(std::stoi(seen[index - 1].substr(2)), std::stoi(seen[index].substr(2)));
         }
