@@ -5,10 +5,11 @@
 #include "remote_objects.h"
 #include "value_codec.h"
 
-#include <poll.h>
+#include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdint>
 
 namespace tvsim::remote {
@@ -32,7 +33,13 @@ void appendTypedArray(sd_bus_message* message, const char* type, const std::func
 }  // namespace
 
 RemoteRoot::RemoteRoot(std::string address)
-    : m_address(std::move(address)), m_wakeFd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+    : m_address(std::move(address)),
+      m_wakeFd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      m_epollFd(epoll_create1(EPOLL_CLOEXEC)) {
+    epoll_event wakeEvent{};
+    wakeEvent.events = EPOLLIN;
+    wakeEvent.data.fd = m_wakeFd;
+    epoll_ctl(m_epollFd, EPOLL_CTL_ADD, m_wakeFd, &wakeEvent);
     {
         Lock lock(m_mutex);
         ensureOpen();
@@ -48,18 +55,8 @@ RemoteRoot::~RemoteRoot() {
     wake();
     m_busThread.join();
     m_callbacks.shutdown();
+    close(m_epollFd);
     close(m_wakeFd);
-}
-
-void RemoteRoot::wakeIfQueued() {
-    bool queued = false;
-    {
-        Lock lock(m_mutex);
-        queued = m_bus.pollTimeoutMs() == 0;
-    }
-    if (queued) {
-        wake();
-    }
 }
 
 void RemoteRoot::wake() {
@@ -67,9 +64,33 @@ void RemoteRoot::wake() {
     [[maybe_unused]] const ssize_t written = write(m_wakeFd, &one, sizeof one);
 }
 
+void RemoteRoot::watchBus(std::uint32_t events) {
+    const int fd = m_bus.fd();
+    if (fd < 0) {
+        return;
+    }
+    epoll_event event{};
+    event.events = events;  // sd-bus's poll events: EPOLLIN and EPOLLOUT are POLLIN and POLLOUT
+    event.data.fd = fd;
+    // A socket of an earlier connection left the set when it was closed.
+    if (epoll_ctl(m_epollFd, EPOLL_CTL_MOD, fd, &event) < 0 && errno == ENOENT) {
+        epoll_ctl(m_epollFd, EPOLL_CTL_ADD, fd, &event);
+    }
+}
+
+Message RemoteRoot::callService(const std::string& path, const char* interface, const char* member,
+                                const Append& append, std::string& errorName) {
+    watchBus(0);
+    Message reply = m_bus.call(path, interface, member, append, errorName);
+    watchBus(static_cast<std::uint32_t>(m_bus.pollEvents()));
+    if (m_bus.pollTimeoutMs() == 0) {
+        wake();
+    }
+    return reply;
+}
+
 void RemoteRoot::run() {
     for (;;) {
-        pollfd fds[2] = {{m_wakeFd, POLLIN, 0}, {-1, 0, 0}};
         int timeoutMs = -1;
         {
             Lock lock(m_mutex);
@@ -90,10 +111,11 @@ void RemoteRoot::run() {
                 // Its calls may have queued messages that the loop must dispatch now.
                 continue;
             }
-            fds[1] = {m_bus.fd(), m_bus.pollEvents(), 0};
+            watchBus(static_cast<std::uint32_t>(m_bus.pollEvents()));
             timeoutMs = m_bus.pollTimeoutMs();
         }
-        poll(fds, fds[1].fd >= 0 ? 2 : 1, timeoutMs);
+        epoll_event ready[2];
+        epoll_wait(m_epollFd, ready, 2, timeoutMs);
         std::uint64_t count = 0;
         [[maybe_unused]] const ssize_t drained = read(m_wakeFd, &count, sizeof count);
     }
@@ -109,7 +131,7 @@ bool RemoteRoot::ensureOpen() {
 bool RemoteRoot::connectOnService(const std::string& path, int& status, std::uint64_t& id, std::string& objectPath,
                                   int& realType) {
     std::string errorName;
-    Message reply = m_bus.call(
+    Message reply = callService(
         tvsimd::kControlPath, tvsimd::kPlatformInterface, "Connect",
         [&](sd_bus_message* request) { check(sd_bus_message_append_basic(request, 's', path.c_str()), "append"); },
         errorName);
@@ -153,7 +175,7 @@ int RemoteRoot::interfaceReference(const std::string& name, bool& filled, bool& 
         std::string errorName;
         Message reply;
         if (ensureOpen()) {
-            reply = m_bus.call(
+            reply = callService(
                 tvsimd::kControlPath, tvsimd::kPlatformInterface, "GetInterfaceReference",
                 [&](sd_bus_message* request) {
                     check(sd_bus_message_append_basic(request, 's', name.c_str()), "append");
@@ -169,7 +191,6 @@ int RemoteRoot::interfaceReference(const std::string& name, bool& filled, bool& 
             hasObject = objectBit != 0;
         }
     }
-    wakeIfQueued();
     return status;
 }
 
@@ -196,7 +217,6 @@ int RemoteRoot::connect(const std::string& path, lomodelapi::Observer* observer,
             m_connections.emplace(object, std::move(connection));
         }
     }
-    wakeIfQueued();
     return status;
 }
 
@@ -232,7 +252,7 @@ int RemoteRoot::disconnect(const std::string& path, lomodelapi::Observer* observ
         std::string errorName;
         Message reply;
         if (ensureOpen()) {
-            reply = m_bus.call(
+            reply = callService(
                 tvsimd::kControlPath, tvsimd::kPlatformInterface, "Disconnect",
                 [&](sd_bus_message* request) {
                     check(sd_bus_message_append(request, "st", path.c_str(), id), "append");
@@ -243,7 +263,6 @@ int RemoteRoot::disconnect(const std::string& path, lomodelapi::Observer* observ
             status = readStatus(reply.get());
         }
     }
-    wakeIfQueued();
     return status;
 }
 
@@ -254,7 +273,7 @@ int RemoteRoot::callObjectLocked(RemoteConnection& connection, const char* inter
             return kStatusServiceUnavailable;
         }
         std::string errorName;
-        Message reply = m_bus.call(
+        Message reply = callService(
             connection.objectPath, interface, member,
             [&](sd_bus_message* request) {
                 check(sd_bus_message_append_basic(request, 't', &connection.id), "append connection");
@@ -285,7 +304,6 @@ int RemoteRoot::callObject(RemoteConnection& connection, const char* interface, 
             status = kStatusServiceUnavailable;
         }
     }
-    wakeIfQueued();
     return status;
 }
 
@@ -314,7 +332,6 @@ int RemoteRoot::invoke(RemoteConnection& action, const std::vector<lomodelapi::A
             m_awaited[action.modelPath].insert(id);
         }
     }
-    wakeIfQueued();
     return status;
 }
 
@@ -365,7 +382,6 @@ TableIteratorObject* RemoteRoot::createIterator(RemoteConnection& table, lomodel
             m_iterators.emplace(made, std::move(iterator));
         }
     }
-    wakeIfQueued();
     return made;
 }
 
@@ -405,7 +421,6 @@ int RemoteRoot::destroyIterator(RemoteConnection& table, TableIteratorObject* it
             status = kStatusServiceUnavailable;
         }
     }
-    wakeIfQueued();
     return status;
 }
 

@@ -10,6 +10,9 @@
 //    it decodes each signal of the TV service and queues the observer's call
 //    on the callback thread, in the order the signals came, and re-makes the
 //    connections when the service comes back. It never runs client code.
+//    While a client call waits for its reply the socket is out of the bus
+//    thread's epoll set, so the reply wakes only the caller: a wake of the bus
+//    thread per call, and its wait on the mutex, cost as much as the call.
 //  - The callback thread (a tvsim::CallbackThread, as in the in-process
 //    simulator) runs every observer call, one at a time, in that order.
 //  The bus reader is a thread of its own rather than the callback thread, so
@@ -106,8 +109,12 @@ private:
     // have read messages off the socket that it must now dispatch).
     void run() SYSACCESS_EXCLUDES(m_mutex);
     void wake();
-    // After a client call: wakes the bus thread only when the call left messages queued for it.
-    void wakeIfQueued() SYSACCESS_EXCLUDES(m_mutex);
+    // The epoll events the bus thread waits for on the bus socket; 0 for none.
+    void watchBus(std::uint32_t events) SYSACCESS_REQUIRES(m_mutex);
+    // A method call of the service with the socket out of the bus thread's
+    // watch; afterwards wakes the bus thread when the call left messages queued for it.
+    Message callService(const std::string& path, const char* interface, const char* member, const Append& append,
+                        std::string& errorName) SYSACCESS_REQUIRES(m_mutex);
 
     bool ensureOpen() SYSACCESS_REQUIRES(m_mutex);
     // Re-connects a connection made with an earlier instance of the service; false when that failed.
@@ -143,6 +150,7 @@ private:
     std::map<std::string, std::set<unsigned int>> m_awaited SYSACCESS_GUARDED_BY(m_mutex);
     CallbackThread m_callbacks;
     const int m_wakeFd;
+    const int m_epollFd;  // the wake fd, and the bus socket while no client call reads it
     std::thread m_busThread;
 };
 
