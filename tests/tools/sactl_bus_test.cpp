@@ -2,6 +2,7 @@
 // processes, sactl run with --bus=ADDRESS (or TVSIM_BUS), and a bus client
 // standing in for a client process of the library. Every sactl run is
 // bounded by `timeout`; the fixtures stop their processes.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
@@ -126,6 +127,29 @@ TEST_F(SactlBusTest, RespondersAndRecordsRoundTrip) {
     EXPECT_EQ(sactl("records").out, "");
     EXPECT_EQ(sactl("responders clear " + std::string(kSwitch)).out,
               std::string(kSwitch) + " answers as its model says\n");
+}
+
+// Three sactl processes and one TV: a watcher sees the set made by another
+// process, a library client's pauseAV shows in the records, and a table reads
+// through an iterator of the service as it does in process.
+TEST_F(SactlBusTest, ProcessesShareOneTv) {
+    tvsimd_test::ChildProcess watcher(
+        {SACTL_PATH, "--bus=" + bus.address(), "watch", kVolume, "--count", "1", "--for", "15"});
+    EXPECT_THAT(watcher.readLine(), ::testing::EndsWith(" initial " + std::string(kVolume) + " = 12"));
+    EXPECT_EQ(sactl("set " + std::string(kVolume) + " 30").out, std::string(kVolume) + " = 30\n");
+    EXPECT_THAT(watcher.readLine(), ::testing::EndsWith(" changed " + std::string(kVolume) + " = 30"));
+    EXPECT_EQ(0, watcher.waitForExit());
+
+    EXPECT_THAT(sactl("source pauseAV").out, ::testing::StartsWith("pauseAV() -> true\n"));
+    const std::vector<nlohmann::json> records = jsonLines(sactl("--json records").out);
+    ASSERT_FALSE(records.empty());
+    EXPECT_EQ(records.back()["record"], "invoke");
+    EXPECT_EQ(records.back()["path"], kSwitch);
+    EXPECT_EQ(records.back()["arguments"][1], nlohmann::json::parse(R"({"position": 1, "value": "2"})"));
+
+    const std::string table = sactl("table orvik.sl2.table.channels").out;
+    EXPECT_EQ(table, runSactl("table orvik.sl2.table.channels").out);
+    EXPECT_THAT(table, ::testing::HasSubstr("dvb://1.1.101  News One"));
 }
 
 struct BadBusCase {

@@ -3,50 +3,73 @@
 #include <system_access/iterator_access.h>
 
 #include <algorithm>
+#include <chrono>
+#include <condition_variable>
 #include <mutex>
+#include <optional>
 
 namespace sactl {
 namespace {
 
 namespace access = velmora::system::access;
 
-// Runs on the simulator's callback thread: copies what the iterator reports
-// under its own mutex. The session flushes the callback thread before reading.
+// How long a table's events may take to come, from a TV service under load.
+constexpr std::chrono::seconds kEventWait(5);
+
+// Runs on the platform's callback thread: copies what the iterator reports
+// under its own mutex, for the main thread that waits for it.
 class RowCollector : public access::IteratorHandler {
 public:
     void onCommit(int) override {}
     void onTotalCount(int count) override {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_totalCount = count;
+        update([&] { m_totalCount = count; });
     }
     void onSeekToRow(int) override {}
     void onSeekToContent(int) override {}
     void onCursorPosition(int) override {}
     void onReadRow(const std::vector<std::string>& row) override {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_rows.push_back(row);
+        update([&] { m_rows.push_back(row); });
     }
     void onReadRowChunk(const std::vector<const std::vector<std::string>*>& rows) override {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        for (const std::vector<std::string>* row : rows) {
-            m_rows.push_back(*row);
-        }
+        update([&] {
+            for (const std::vector<std::string>* row : rows) {
+                m_rows.push_back(*row);
+            }
+            m_chunkCame = true;
+        });
     }
     void onIteratorReady(int) override {}
     void onUpdate(int) override {}
 
-    int totalCount() const {
-        std::lock_guard<std::mutex> lock(m_mutex);
+    // The total count the new iterator reports; -1 when it did not come in time.
+    int waitForTotalCount() {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        m_changed.wait_for(lock, kEventWait, [&] { return m_totalCount >= 0; });
         return m_totalCount;
     }
-    std::vector<tvsim::Row> rows() const {
-        std::lock_guard<std::mutex> lock(m_mutex);
+    // The rows read so far, once a chunk of them came; nullopt when none came in time.
+    std::optional<std::vector<tvsim::Row>> waitForChunk() {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        if (!m_changed.wait_for(lock, kEventWait, [&] { return m_chunkCame; })) {
+            return std::nullopt;
+        }
         return m_rows;
     }
 
 private:
-    mutable std::mutex m_mutex;
-    int m_totalCount = 0;
+    template <typename Change>
+    void update(Change change) {
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            change();
+        }
+        m_changed.notify_all();
+    }
+
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    int m_totalCount = -1;
+    bool m_chunkCame = false;
     std::vector<tvsim::Row> m_rows;
 };
 
@@ -59,35 +82,46 @@ public:
         if (status != 0) {
             throw CommandError("creating an iterator over '" + path + "' failed with status " + describeStatus(status));
         }
-        m_iterator = tvsim::SimIterator::from(m_access.getIterator());
-        if (m_iterator == nullptr) {
+        m_moves = tvsim::IteratorMoves::from(m_access.getIterator());
+        if (m_moves == nullptr) {
             m_access.destroy();
             throw CommandError("the platform gave no iterator over '" + path + "'");
         }
     }
     ~IteratorSession() { m_access.destroy(); }
 
-    tvsim::SimIterator& iterator() { return *m_iterator; }
+    tvsim::IteratorMoves& moves() { return *m_moves; }
 
 private:
     access::IteratorAccess m_access;
-    tvsim::SimIterator* m_iterator = nullptr;
+    tvsim::IteratorMoves* m_moves = nullptr;
 };
+
+CommandError late(const std::string& path) {
+    return CommandError("the TV did not report the rows of '" + path + "' within " +
+                        std::to_string(kEventWait.count()) + " s");
+}
 
 }  // namespace
 
 TableContents readTable(Session& session, const std::string& path) {
     session.requireType(path, lomodelapi::OBJECT_TYPE_TABLE);
     auto collector = std::make_shared<RowCollector>();
+    TableContents table;
     {
         IteratorSession iteration(path, collector);
-        session.tv().flush();  // the new iterator reports its total count
-        iteration.iterator().seekToRow(0);
-        iteration.iterator().readRows(collector->totalCount());
-        session.tv().flush();
+        const int total = collector->waitForTotalCount();
+        if (total < 0) {
+            throw late(path);
+        }
+        iteration.moves().seekToRow(0);
+        iteration.moves().readRows(total);
+        std::optional<std::vector<tvsim::Row>> rows = collector->waitForChunk();
+        if (!rows) {
+            throw late(path);
+        }
+        table.rows = std::move(*rows);
     }
-    TableContents table;
-    table.rows = collector->rows();
     table.columns = session.tv().columns(path);
     return table;
 }

@@ -1,4 +1,4 @@
-// Reading a model table's rows through IteratorAccess and the simulator's iterator.
+// Reading a model table's rows through IteratorAccess and the platform iterator's moves.
 #pragma once
 
 #include "session.h"
@@ -14,8 +14,8 @@ struct TableContents {
 };
 
 // The rows come through an iterator made by IteratorAccess::create and moved
-// with the simulator's SimIterator operations; the column names come from the
-// TV's controls. Failures are CommandErrors.
+// with its tvsim::IteratorMoves, in this process or on the TV service; the
+// column names come from the TV's controls. Failures are CommandErrors.
 TableContents readTable(Session& session, const std::string& path);
 
 // Text: a header and one aligned line per row. JSON: one object per row.

@@ -19,7 +19,7 @@ tvsim::SimIterator& callerIterator(sd_bus_message* call, Service& service) {
 }
 
 // For the operations that take one integer, or nothing.
-template <void (tvsim::SimIterator::*Operation)(int)>
+template <void (tvsim::IteratorMoves::*Operation)(int)>
 int withRow(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
         tvsim::SimIterator& iterator = callerIterator(call, serviceOf(userdata));
@@ -28,7 +28,7 @@ int withRow(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     });
 }
 
-template <void (tvsim::SimIterator::*Operation)()>
+template <void (tvsim::IteratorMoves::*Operation)()>
 int plain(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
         (callerIterator(call, serviceOf(userdata)).*Operation)();
@@ -58,13 +58,13 @@ int enumerateIterators(sd_bus*, const char*, void* userdata, char*** nodes, sd_b
 
 const sd_bus_vtable kVtable[] = {
     SD_BUS_VTABLE_START(0),
-    SD_BUS_METHOD_WITH_NAMES("SeekToRow", "i", SD_BUS_PARAM(row), "", , withRow<&tvsim::SimIterator::seekToRow>,
+    SD_BUS_METHOD_WITH_NAMES("SeekToRow", "i", SD_BUS_PARAM(row), "", , withRow<&tvsim::IteratorMoves::seekToRow>,
                              SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD_WITH_NAMES("SeekToContent", "s", SD_BUS_PARAM(cell), "", , seekToContent, SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_METHOD("ReadRow", "", "", plain<&tvsim::SimIterator::readRow>, SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_METHOD_WITH_NAMES("ReadRows", "i", SD_BUS_PARAM(count), "", , withRow<&tvsim::SimIterator::readRows>,
+    SD_BUS_METHOD("ReadRow", "", "", plain<&tvsim::IteratorMoves::readRow>, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_NAMES("ReadRows", "i", SD_BUS_PARAM(count), "", , withRow<&tvsim::IteratorMoves::readRows>,
                              SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_METHOD("Commit", "", "", plain<&tvsim::SimIterator::commit>, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD("Commit", "", "", plain<&tvsim::IteratorMoves::commit>, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_SIGNAL_WITH_NAMES("Commit", "i", SD_BUS_PARAM(status), 0),
     SD_BUS_SIGNAL_WITH_NAMES("TotalCount", "i", SD_BUS_PARAM(count), 0),
     SD_BUS_SIGNAL_WITH_NAMES("SeekToRow", "i", SD_BUS_PARAM(row), 0),

@@ -373,7 +373,7 @@ TableIteratorObject* RemoteRoot::createIterator(RemoteConnection& table, lomodel
             status = kStatusServiceUnavailable;
         }
         if (status == 0 && objectPath != "/") {
-            auto iterator = std::make_unique<RemoteIterator>();
+            auto iterator = std::make_unique<RemoteIterator>(*this);
             iterator->objectPath = objectPath;
             iterator->observer = observer;
             iterator->generation = m_generation;
@@ -422,6 +422,41 @@ int RemoteRoot::destroyIterator(RemoteConnection& table, TableIteratorObject* it
         }
     }
     return status;
+}
+
+void RemoteRoot::moveIterator(const RemoteIterator& iterator, const char* member, const Append& append) {
+    Lock lock(m_mutex);
+    if (iterator.generation != m_generation) {
+        return;
+    }
+    std::string errorName;
+    callService(iterator.objectPath, tvsimd::kIteratorInterface, member, append, errorName);
+}
+
+void RemoteIterator::seekToRow(int row) {
+    root.moveIterator(*this, "SeekToRow", [row](sd_bus_message* call) {
+        check(sd_bus_message_append_basic(call, 'i', &row), "append row");
+    });
+}
+
+void RemoteIterator::seekToContent(const std::string& cell) {
+    root.moveIterator(*this, "SeekToContent", [&cell](sd_bus_message* call) {
+        check(sd_bus_message_append_basic(call, 's', cell.c_str()), "append cell");
+    });
+}
+
+void RemoteIterator::readRow() {
+    root.moveIterator(*this, "ReadRow", [](sd_bus_message*) {});
+}
+
+void RemoteIterator::readRows(int count) {
+    root.moveIterator(*this, "ReadRows", [count](sd_bus_message* call) {
+        check(sd_bus_message_append_basic(call, 'i', &count), "append count");
+    });
+}
+
+void RemoteIterator::commit() {
+    root.moveIterator(*this, "Commit", [](sd_bus_message*) {});
 }
 
 }  // namespace tvsim::remote

@@ -25,6 +25,7 @@
 #include "sim_mutex.h"
 
 #include <lomodelapi/model_objects.h>
+#include <tvsim/simulator.h>
 
 #include <cstdint>
 #include <map>
@@ -54,12 +55,24 @@ struct RemoteConnection {
     std::uint64_t generation = 0;  // the service instance the id belongs to
 };
 
-struct RemoteIterator final : public TableIteratorObject {
+class RemoteRoot;
+
+// An iterator the TV service made for this process; its moves are calls of the
+// service's iterator object, whose events come back as signals.
+struct RemoteIterator final : public TableIteratorObject, public IteratorMoves {
+    explicit RemoteIterator(RemoteRoot& owner) : root(owner) {}
+
     int getType(lomodelapi::ObjectTypeSpec& type) override {
         type = lomodelapi::OBJECT_TYPE_NONE;
         return 0;
     }
+    void seekToRow(int row) override;
+    void seekToContent(const std::string& cell) override;
+    void readRow() override;
+    void readRows(int count) override;
+    void commit() override;
 
+    RemoteRoot& root;
     std::string objectPath;
     lomodelapi::ObserverTableIterator* observer = nullptr;
     SubscriptionPtr subscription = std::make_shared<Subscription>();
@@ -103,6 +116,9 @@ public:
     TableIteratorObject* createIterator(RemoteConnection& table, lomodelapi::ObserverTableIterator* observer,
                                         const IteratorRequest& request) SYSACCESS_EXCLUDES(m_mutex);
     int destroyIterator(RemoteConnection& table, TableIteratorObject* iterator) SYSACCESS_EXCLUDES(m_mutex);
+    // Calls the member on the iterator's object; nothing when the iterator went with an earlier service instance.
+    void moveIterator(const RemoteIterator& iterator, const char* member, const Append& append)
+        SYSACCESS_EXCLUDES(m_mutex);
 
 private:
     // The bus thread's loop and the wake-up that client calls give it (they may

@@ -5,6 +5,10 @@
 
 namespace tvsim {
 
+IteratorMoves* IteratorMoves::from(TableIteratorObject* iterator) {
+    return dynamic_cast<IteratorMoves*>(iterator);
+}
+
 SimIterator* SimIterator::from(TableIteratorObject* iterator) {
     return dynamic_cast<SimIterator*>(iterator);
 }

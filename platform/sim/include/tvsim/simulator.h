@@ -61,19 +61,20 @@ private:
     std::unique_ptr<SimulatorCore> m_core;
 };
 
-// The simulator's own iterator operations, for clients that read rows through
-// an iterator made by TableObject::createIterator. Events reach the iterator's
-// observer on the callback thread. A newly created iterator reports
-// notifyIteratorReady(0) and notifyTotalCount(rows).
-class SimIterator {
+// What moves a platform iterator: the operations that a TV's own iterator
+// takes, for clients that read rows through an iterator made by
+// TableObject::createIterator, in this process or from the TV service. Events
+// reach the iterator's observer on the callback thread. A newly created
+// iterator reports notifyIteratorReady(0) and notifyTotalCount(rows).
+class IteratorMoves {
 public:
-    // The simulator's view of a platform iterator; null for anything else.
-    static SimIterator* from(TableIteratorObject* iterator);
+    // The moves of a platform iterator; null for anything else.
+    static IteratorMoves* from(TableIteratorObject* iterator);
 
-    virtual ~SimIterator() = default;
-    // Rows run from 0 to rowCount() - 1; the cursor may also stand at rowCount() (the end).
+    virtual ~IteratorMoves() = default;
+    // Rows run from 0 to rows - 1; the cursor may also stand at rows (the end).
     // seekToRow: notifySeekToRow(row), notifyCursorPosition(row); a row outside
-    // 0..rowCount() reports -1 and the unchanged cursor.
+    // 0..rows reports -1 and the unchanged cursor.
     virtual void seekToRow(int row) = 0;
     // notifySeekToContent(first row holding a cell equal to it, or -1); a found row becomes the cursor.
     virtual void seekToContent(const std::string& cell) = 0;
@@ -81,6 +82,14 @@ public:
     virtual void readRow() = 0;
     virtual void readRows(int count) = 0;  // notifyReadRowChunk(up to count rows), cursor moves on
     virtual void commit() = 0;             // notifyCommit(0)
+};
+
+// The in-process simulator's iterator: its moves, its state, and raw events.
+class SimIterator : public IteratorMoves {
+public:
+    // The simulator's view of a platform iterator; null for anything else.
+    static SimIterator* from(TableIteratorObject* iterator);
+
     virtual int rowCount() const = 0;
     virtual int cursor() const = 0;
 
