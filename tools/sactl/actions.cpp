@@ -1,10 +1,10 @@
 #include "actions.h"
 
+#include <base/synchronization/condition_variable.h>
+#include <base/synchronization/unique_lock.h>
 #include <system_access/value_object.h>
 
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
 
 namespace sactl {
 
@@ -12,7 +12,7 @@ namespace access = velmora::system::access;
 
 // Runs on the simulator's callback thread: keeps the first outcome of each id
 // under its own mutex and wakes the waiting caller; touches nothing else.
-class ActionCaller::Collector : public access::ActionHandler {
+class ActionCaller::Collector final : public access::ActionHandler {
 public:
     void onActionResult(unsigned int actionId, const access::ValueObject& result) override {
         ActionOutcome outcome;
@@ -30,24 +30,28 @@ public:
     }
 
     bool waitFor(unsigned int actionId, std::chrono::milliseconds timeout, ActionOutcome& outcome) {
-        std::unique_lock<std::mutex> lock(m_mutex);
-        if (!m_changed.wait_for(lock, timeout, [&] { return m_outcomes.count(actionId) != 0; })) {
+        const auto deadline = std::chrono::steady_clock::now() + timeout;
+        velmora::base::UniqueLock lock(&m_mutex);
+        while (m_outcomes.count(actionId) == 0 && m_changed.wait_until(lock, deadline)) {
+        }
+        const auto found = m_outcomes.find(actionId);
+        if (found == m_outcomes.end()) {
             return false;
         }
-        outcome = m_outcomes[actionId];
+        outcome = found->second;
         return true;
     }
 
 private:
     void store(ActionOutcome outcome) {
-        std::lock_guard<std::mutex> lock(m_mutex);
+        velmora::base::UniqueLock lock(&m_mutex);
         m_outcomes.emplace(outcome.actionId, std::move(outcome));  // a duplicate keeps the first
         m_changed.notify_all();
     }
 
-    std::mutex m_mutex;
-    std::condition_variable m_changed;
-    std::map<unsigned int, ActionOutcome> m_outcomes;
+    velmora::base::Mutex m_mutex;
+    velmora::base::ConditionVariable m_changed;
+    std::map<unsigned int, ActionOutcome> m_outcomes SYSACCESS_GUARDED_BY(m_mutex);
 };
 
 std::vector<lomodelapi::Argument> parseArguments(const std::vector<std::string>& texts) {

@@ -1,11 +1,11 @@
 #include "tables.h"
 
+#include <base/synchronization/condition_variable.h>
+#include <base/synchronization/unique_lock.h>
 #include <system_access/iterator_access.h>
 
 #include <algorithm>
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
 #include <optional>
 
 namespace sactl {
@@ -18,59 +18,58 @@ constexpr std::chrono::seconds kEventWait(5);
 
 // Runs on the platform's callback thread: copies what the iterator reports
 // under its own mutex, for the main thread that waits for it.
-class RowCollector : public access::IteratorHandler {
+class RowCollector final : public access::IteratorHandler {
 public:
     void onCommit(int) override {}
     void onTotalCount(int count) override {
-        update([&] { m_totalCount = count; });
+        velmora::base::UniqueLock lock(&m_mutex);
+        m_totalCount = count;
+        m_changed.notify_all();
     }
     void onSeekToRow(int) override {}
     void onSeekToContent(int) override {}
     void onCursorPosition(int) override {}
     void onReadRow(const std::vector<std::string>& row) override {
-        update([&] { m_rows.push_back(row); });
+        velmora::base::UniqueLock lock(&m_mutex);
+        m_rows.push_back(row);
     }
     void onReadRowChunk(const std::vector<const std::vector<std::string>*>& rows) override {
-        update([&] {
-            for (const std::vector<std::string>* row : rows) {
-                m_rows.push_back(*row);
-            }
-            m_chunkCame = true;
-        });
+        velmora::base::UniqueLock lock(&m_mutex);
+        for (const std::vector<std::string>* row : rows) {
+            m_rows.push_back(*row);
+        }
+        m_chunkCame = true;
+        m_changed.notify_all();
     }
     void onIteratorReady(int) override {}
     void onUpdate(int) override {}
 
     // The total count the new iterator reports; -1 when it did not come in time.
     int waitForTotalCount() {
-        std::unique_lock<std::mutex> lock(m_mutex);
-        m_changed.wait_for(lock, kEventWait, [&] { return m_totalCount >= 0; });
+        const auto deadline = std::chrono::steady_clock::now() + kEventWait;
+        velmora::base::UniqueLock lock(&m_mutex);
+        while (m_totalCount < 0 && m_changed.wait_until(lock, deadline)) {
+        }
         return m_totalCount;
     }
     // The rows read so far, once a chunk of them came; nullopt when none came in time.
     std::optional<std::vector<tvsim::Row>> waitForChunk() {
-        std::unique_lock<std::mutex> lock(m_mutex);
-        if (!m_changed.wait_for(lock, kEventWait, [&] { return m_chunkCame; })) {
+        const auto deadline = std::chrono::steady_clock::now() + kEventWait;
+        velmora::base::UniqueLock lock(&m_mutex);
+        while (!m_chunkCame && m_changed.wait_until(lock, deadline)) {
+        }
+        if (!m_chunkCame) {
             return std::nullopt;
         }
         return m_rows;
     }
 
 private:
-    template <typename Change>
-    void update(Change change) {
-        {
-            std::lock_guard<std::mutex> lock(m_mutex);
-            change();
-        }
-        m_changed.notify_all();
-    }
-
-    std::mutex m_mutex;
-    std::condition_variable m_changed;
-    int m_totalCount = -1;
-    bool m_chunkCame = false;
-    std::vector<tvsim::Row> m_rows;
+    velmora::base::Mutex m_mutex;
+    velmora::base::ConditionVariable m_changed;
+    int m_totalCount SYSACCESS_GUARDED_BY(m_mutex) = -1;
+    bool m_chunkCame SYSACCESS_GUARDED_BY(m_mutex) = false;
+    std::vector<tvsim::Row> m_rows SYSACCESS_GUARDED_BY(m_mutex);
 };
 
 // Creates the iterator and destroys it again when the read is over.

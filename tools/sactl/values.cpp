@@ -1,5 +1,6 @@
 #include "values.h"
 
+#include <base/synchronization/unique_lock.h>
 #include <system_access/value_access.h>
 #include <system_access/value_object.h>
 
@@ -49,14 +50,14 @@ tvsim::ModelValue readThrough(access::ValueAccessBase& accessor, tvsim::ValueTyp
 
 // Runs on the simulator's callback thread: converts the value and queues it
 // under the queue's mutex; touches nothing else.
-class ValueWatcher::Recorder : public access::ValueHandler {
+class ValueWatcher::Recorder final : public access::ValueHandler {
 public:
     Recorder(std::string path, tvsim::ValueType type, std::shared_ptr<Queue> queue)
         : m_path(std::move(path)), m_type(type), m_queue(std::move(queue)) {}
 
     void onNewValue(const access::ValueObject& value) override {
         Change change{timestampNow(), m_path, fromValueObject(value, m_type)};
-        std::lock_guard<std::mutex> lock(m_queue->mutex);
+        velmora::base::UniqueLock lock(&m_queue->mutex);
         m_queue->changes.push_back(std::move(change));
         m_queue->changed.notify_all();
     }
@@ -133,14 +134,15 @@ ValueWatcher::~ValueWatcher() = default;
 
 std::vector<ValueWatcher::Change> ValueWatcher::takeChanges() {
     std::vector<Change> taken;
-    std::lock_guard<std::mutex> lock(m_queue->mutex);
+    velmora::base::UniqueLock lock(&m_queue->mutex);
     taken.swap(m_queue->changes);
     return taken;
 }
 
 void ValueWatcher::waitForChange(std::chrono::steady_clock::time_point deadline) {
-    std::unique_lock<std::mutex> lock(m_queue->mutex);
-    m_queue->changed.wait_until(lock, deadline, [&] { return !m_queue->changes.empty(); });
+    velmora::base::UniqueLock lock(&m_queue->mutex);
+    while (m_queue->changes.empty() && m_queue->changed.wait_until(lock, deadline)) {
+    }
 }
 
 }  // namespace sactl

@@ -5,10 +5,12 @@
 
 #include <system_access/value_access_base.h>
 
+#include <base/synchronization/condition_variable.h>
+#include <base/synchronization/mutex.h>
+#include <base/thread_annotations.h>
+
 #include <chrono>
-#include <condition_variable>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -54,9 +56,9 @@ public:
 
 private:
     struct Queue {
-        std::mutex mutex;
-        std::condition_variable changed;
-        std::vector<Change> changes;
+        velmora::base::Mutex mutex;
+        velmora::base::ConditionVariable changed;
+        std::vector<Change> changes SYSACCESS_GUARDED_BY(mutex);
     };
 
     std::shared_ptr<Queue> m_queue;
