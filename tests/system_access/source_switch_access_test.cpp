@@ -262,14 +262,18 @@ TEST_F(SourceSwitchAccessTest, ChannelUUIDLineFollowsTheConnectAndPrecedesTheReq
 }
 
 TEST_F(SourceSwitchAccessTest, ConstructionAndDestructionAreTracedAndDestructionDisconnects) {
+    sim.addInteger(kNoBanner, 0);
     ASSERT_TRUE(service->setChannelNext());
+    ASSERT_EQ(0, service->setQuietFlag(1));
     const tvsim::ConnectRecord connected = sim.connects().at(0);
 
     service.reset();
 
-    ASSERT_EQ(1u, sim.disconnects().size());
+    ASSERT_EQ(2u, sim.disconnects().size());
     EXPECT_EQ(connected.object, sim.disconnects()[0].object);
     EXPECT_EQ(connected.observer, sim.disconnects()[0].observer);
+    EXPECT_EQ(0, sim.connectedObservers(kSwitch));
+    EXPECT_EQ(0, sim.connectedObservers(kNoBanner));
     EXPECT_TRUE(inOrder(capture, {traceIn(kFile, "SourceSwitchAccess"), traceOut(kFile, "SourceSwitchAccess"),
                                   traceIn(kFile, "~SourceSwitchAccess"), traceOut(kFile, "~SourceSwitchAccess")}));
 }
@@ -299,7 +303,8 @@ TEST(SourceSwitchSingletonTest, BothGettersAnswerTheSameInstanceOnEveryThread) {
 }
 
 // Outcomes nobody claims (unknown ids here) are kept up to the bound; one more
-// drops the oldest with one error line. Those kept are claimed as before.
+// drops the oldest with one error line. Those kept are claimed as before; one
+// that comes after its request timed out is not kept.
 TEST_F(SourceSwitchAccessTest, UnclaimedOutcomesAreBoundedToTheMostRecent) {
     constexpr unsigned int kFirst = 1000000;  // ids the simulator never hands out
     constexpr unsigned int kLast = kFirst + static_cast<unsigned int>(Service::kMaxUnclaimedOutcomes);
@@ -317,6 +322,8 @@ TEST_F(SourceSwitchAccessTest, UnclaimedOutcomesAreBoundedToTheMostRecent) {
     EXPECT_TRUE(service->waitForResult(kLast));
     service->setResultTimeout(1);
     EXPECT_FALSE(service->waitForResult(kFirst));
+    service->onActionFailed(static_cast<int>(kFirst), 0);
+    EXPECT_FALSE(service->waitForResult(kFirst)) << "the outcome of a request that timed out is dropped";
 }
 
 }  // namespace
