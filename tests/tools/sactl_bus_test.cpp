@@ -129,9 +129,9 @@ TEST_F(SactlBusTest, RespondersAndRecordsRoundTrip) {
               std::string(kSwitch) + " answers as its model says\n");
 }
 
-// Three sactl processes and one TV: a watcher sees the set made by another
-// process, a library client's pauseAV shows in the records, and a table reads
-// through an iterator of the service as it does in process.
+// sactl processes and one TV: a watcher sees the set made by another process
+// and its own, a library client's pauseAV shows in the records, and a table
+// reads through an iterator of the service as it does in process.
 TEST_F(SactlBusTest, ProcessesShareOneTv) {
     tvsimd_test::ChildProcess watcher(
         {SACTL_PATH, "--bus=" + bus.address(), "watch", kVolume, "--count", "1", "--for", "15"});
@@ -139,6 +139,9 @@ TEST_F(SactlBusTest, ProcessesShareOneTv) {
     EXPECT_EQ(sactl("set " + std::string(kVolume) + " 30").out, std::string(kVolume) + " = 30\n");
     EXPECT_THAT(watcher.readLine(), ::testing::EndsWith(" changed " + std::string(kVolume) + " = 30"));
     EXPECT_EQ(0, watcher.waitForExit());
+    // A watch that makes the change itself ends once the change came back over the bus.
+    EXPECT_THAT(sactl("watch " + std::string(kVolume) + " --then 'set " + kVolume + " 31'").out,
+                ::testing::HasSubstr(" changed " + std::string(kVolume) + " = 31\n"));
 
     EXPECT_THAT(sactl("source pauseAV").out, ::testing::StartsWith("pauseAV() -> true\n"));
     const std::vector<nlohmann::json> records = jsonLines(sactl("--json records").out);

@@ -3,6 +3,8 @@
 #include "remote_platform.h"
 #include "remote_root.h"
 
+#include <tvsim/service_flush.h>
+
 #include <cstdlib>
 
 namespace tvsim::remote {
@@ -61,3 +63,7 @@ int getInterfaceReference(boost::shared_ptr<frame::Interface>& reference, const 
 }
 
 }  // namespace tvsim::remote
+
+bool tvsim::flushServiceNotifications() {
+    return remote::selected() && remote::root().flush();
+}

@@ -424,6 +424,25 @@ int RemoteRoot::destroyIterator(RemoteConnection& table, TableIteratorObject* it
     return status;
 }
 
+bool RemoteRoot::flush() {
+    bool answered = false;
+    {
+        Lock lock(m_mutex);
+        if (ensureOpen()) {
+            std::string errorName;
+            answered = callService(
+                           tvsimd::kControlPath, tvsimd::kControlInterface, "Flush", [](sd_bus_message*) {},
+                           errorName) != nullptr;
+            // Here rather than on the bus thread, so that they are queued before the callback thread is flushed.
+            while (m_bus.process() > 0) {
+            }
+        }
+    }
+    wake();  // whatever the dispatch left to do (a reconnect, a lost bus) is the bus thread's
+    m_callbacks.flush();
+    return answered;
+}
+
 void RemoteRoot::moveIterator(const RemoteIterator& iterator, const char* member, const Append& append) {
     Lock lock(m_mutex);
     if (iterator.generation != m_generation) {

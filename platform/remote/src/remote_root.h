@@ -116,6 +116,9 @@ public:
     TableIteratorObject* createIterator(RemoteConnection& table, lomodelapi::ObserverTableIterator* observer,
                                         const IteratorRequest& request) SYSACCESS_EXCLUDES(m_mutex);
     int destroyIterator(RemoteConnection& table, TableIteratorObject* iterator) SYSACCESS_EXCLUDES(m_mutex);
+    // Control.Flush over this connection, then every signal queued before its
+    // reply dispatched and delivered on the callback thread; false without a reply.
+    bool flush() SYSACCESS_EXCLUDES(m_mutex);
     // Calls the member on the iterator's object; nothing when the iterator went with an earlier service instance.
     void moveIterator(const RemoteIterator& iterator, const char* member, const Append& append)
         SYSACCESS_EXCLUDES(m_mutex);

@@ -2,6 +2,8 @@
 // noted once on standard error and the in-process simulator serves.
 #include "remote_platform.h"
 
+#include <tvsim/service_flush.h>
+
 #include <cstdio>
 #include <cstdlib>
 
@@ -25,3 +27,8 @@ int getInterfaceReference(boost::shared_ptr<frame::Interface>&, const std::strin
 }
 
 }  // namespace tvsim::remote
+
+// No TV service can be selected here.
+bool tvsim::flushServiceNotifications() {
+    return false;
+}
