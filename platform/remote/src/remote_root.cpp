@@ -430,9 +430,10 @@ bool RemoteRoot::flush() {
         Lock lock(m_mutex);
         if (ensureOpen()) {
             std::string errorName;
-            answered = callService(
-                           tvsimd::kControlPath, tvsimd::kControlInterface, "Flush", [](sd_bus_message*) {},
-                           errorName) != nullptr;
+            const Append noArguments = [](sd_bus_message*) {};
+            const Message reply =
+                callService(tvsimd::kControlPath, tvsimd::kControlInterface, "Flush", noArguments, errorName);
+            answered = reply != nullptr;
             // Here rather than on the bus thread, so that they are queued before the callback thread is flushed.
             while (m_bus.process() > 0) {
             }
