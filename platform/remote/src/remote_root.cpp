@@ -81,12 +81,22 @@ void RemoteRoot::watchBus(std::uint32_t events) {
 Message RemoteRoot::callService(const std::string& path, const char* interface, const char* member,
                                 const Append& append, std::string& errorName) {
     watchBus(0);
-    Message reply = m_bus.call(path, interface, member, append, errorName);
+    Message reply;
+    try {
+        reply = m_bus.call(path, interface, member, append, errorName);
+    } catch (...) {
+        returnBus();
+        throw;
+    }
+    returnBus();
+    return reply;
+}
+
+void RemoteRoot::returnBus() {
     watchBus(static_cast<std::uint32_t>(m_bus.pollEvents()));
     if (m_bus.pollTimeoutMs() == 0) {
         wake();
     }
-    return reply;
 }
 
 void RemoteRoot::run() {

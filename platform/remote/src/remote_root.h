@@ -130,10 +130,12 @@ private:
     void wake();
     // The epoll events the bus thread waits for on the bus socket; 0 for none.
     void watchBus(std::uint32_t events) SYSACCESS_REQUIRES(m_mutex);
-    // A method call of the service with the socket out of the bus thread's
-    // watch; afterwards wakes the bus thread when the call left messages queued for it.
+    // A method call of the service with the socket out of the bus thread's watch.
     Message callService(const std::string& path, const char* interface, const char* member, const Append& append,
                         std::string& errorName) SYSACCESS_REQUIRES(m_mutex);
+    // After a call, a throwing one included: the socket back in the bus thread's
+    // watch, and the bus thread woken when the call left messages queued for it.
+    void returnBus() SYSACCESS_REQUIRES(m_mutex);
 
     bool ensureOpen() SYSACCESS_REQUIRES(m_mutex);
     // Re-connects a connection made with an earlier instance of the service; false when that failed.
