@@ -143,7 +143,10 @@ TEST_F(SactlBusTest, ProcessesShareOneTv) {
     EXPECT_THAT(sactl("watch " + std::string(kVolume) + " --then 'set " + kVolume + " 31'").out,
                 ::testing::HasSubstr(" changed " + std::string(kVolume) + " = 31\n"));
 
-    EXPECT_THAT(sactl("source pauseAV").out, ::testing::StartsWith("pauseAV() -> true\n"));
+    const std::string paused = sactl("source pauseAV").out;
+    EXPECT_THAT(paused, ::testing::StartsWith("pauseAV() -> true\n"));
+    EXPECT_THAT(paused, ::testing::HasSubstr("TV now: video=web-engine audio=web-engine psi=system playback-status=0 "
+                                             "channel-index=0 \"News One\" dvb://1.1.101 no-banner=0\n"));
     const std::vector<nlohmann::json> records = jsonLines(sactl("--json records").out);
     ASSERT_FALSE(records.empty());
     EXPECT_EQ(records.back()["record"], "invoke");

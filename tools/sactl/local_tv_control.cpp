@@ -45,6 +45,24 @@ void LocalTvControl::flush() {
     m_simulator.flush();
 }
 
+std::optional<SourceSwitchState> LocalTvControl::sourceSwitch(const std::string& action) {
+    const tvsim::SourceSwitchResponder* tv = m_model.sourceSwitch(action);
+    if (tv == nullptr) {
+        return std::nullopt;
+    }
+    using Responder = tvsim::SourceSwitchResponder;
+    SourceSwitchState state;
+    state.video = tv->holder(Responder::RESOURCE_VIDEO);
+    state.audio = tv->holder(Responder::RESOURCE_AUDIO);
+    state.psi = tv->holder(Responder::RESOURCE_PSI);
+    state.playbackStatus = tv->playbackStatus();
+    state.channelIndex = tv->currentChannelIndex();
+    state.channel = tv->currentChannel();
+    const std::vector<tvsim::SourceSwitchRequest> requests = tv->requests();
+    state.lastFailure = requests.empty() ? 0 : requests.back().failure;
+    return state;
+}
+
 void LocalTvControl::failNextConnects(const std::string& path, int count, int status) {
     refusalsAsCommandErrors([&] { m_simulator.failNextConnects(path, count, status); });
 }

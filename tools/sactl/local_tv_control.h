@@ -17,7 +17,7 @@ public:
     std::vector<std::string> columns(const std::string& table) override;
     void setValue(const std::string& path, const tvsim::ModelValue& value) override;
     void flush() override;
-    const tvsim::LoadedModel* localModel() const override { return &m_model; }
+    std::optional<SourceSwitchState> sourceSwitch(const std::string& action) override;
 
     void failNextConnects(const std::string& path, int count, int status) override;
     void nullObjectOnNextConnects(const std::string& path, int count) override;

@@ -102,23 +102,21 @@ std::string callText(const SourceOperation& operation, const std::vector<std::st
 // value is read through the library like any client would.
 void describeTv(Session& session, SourceReport& report) {
     report.tv = nlohmann::json::object();
-    const tvsim::LoadedModel* model = session.tv().localModel();
-    if (const tvsim::SourceSwitchResponder* tv =
-            model != nullptr ? model->sourceSwitch(tvsim::kSourceSwitchPath) : nullptr) {
-        using Responder = tvsim::SourceSwitchResponder;
-        const tvsim::Channel channel = tv->currentChannel();
-        const int index = tv->currentChannelIndex();
+    const bool hasSwitch = session.has(tvsim::kSourceSwitchPath);
+    if (const std::optional<SourceSwitchState> tv =
+            hasSwitch ? session.tv().sourceSwitch(tvsim::kSourceSwitchPath) : std::nullopt) {
+        const tvsim::Channel& channel = tv->channel;
         report.tv = {
-            {"video", holderName(tv->holder(Responder::RESOURCE_VIDEO))},
-            {"audio", holderName(tv->holder(Responder::RESOURCE_AUDIO))},
-            {"psi", holderName(tv->holder(Responder::RESOURCE_PSI))},
-            {"playback-status", tv->playbackStatus()},
-            {"channel", {{"index", index}, {"uuid", channel.uuid}, {"uri", channel.uri}, {"name", channel.name}}}};
-        report.tvText = std::string("video=") + holderName(tv->holder(Responder::RESOURCE_VIDEO)) +
-                        " audio=" + holderName(tv->holder(Responder::RESOURCE_AUDIO)) +
-                        " psi=" + holderName(tv->holder(Responder::RESOURCE_PSI)) +
-                        " playback-status=" + std::to_string(tv->playbackStatus()) +
-                        " channel-index=" + std::to_string(index) + " " + jsonText(channel.name) + " " + channel.uri;
+            {"video", holderName(tv->video)},
+            {"audio", holderName(tv->audio)},
+            {"psi", holderName(tv->psi)},
+            {"playback-status", tv->playbackStatus},
+            {"channel",
+             {{"index", tv->channelIndex}, {"uuid", channel.uuid}, {"uri", channel.uri}, {"name", channel.name}}}};
+        report.tvText = std::string("video=") + holderName(tv->video) + " audio=" + holderName(tv->audio) +
+                        " psi=" + holderName(tv->psi) + " playback-status=" + std::to_string(tv->playbackStatus) +
+                        " channel-index=" + std::to_string(tv->channelIndex) + " " + jsonText(channel.name) + " " +
+                        channel.uri;
     }
     if (session.has(kNoBannerPath)) {
         const tvsim::ModelValue noBanner = readValue(session, kNoBannerPath);
@@ -131,13 +129,11 @@ std::string explainFailure(Session& session, const SourceReport& report) {
     if (report.sent.empty() && !session.has(tvsim::kSourceSwitchPath)) {
         return "the model has no action '" + std::string(tvsim::kSourceSwitchPath) + "'";
     }
-    const tvsim::LoadedModel* model = session.tv().localModel();
-    const tvsim::SourceSwitchResponder* tv = model != nullptr ? model->sourceSwitch(tvsim::kSourceSwitchPath) : nullptr;
-    if (tv != nullptr && !report.sent.empty()) {
-        const std::vector<tvsim::SourceSwitchRequest> requests = tv->requests();
-        if (!requests.empty() && requests.back().failure != 0) {
-            const int code = requests.back().failure;
-            return "the TV answered failure code " + std::to_string(code) + " (" + failureReason(code) + ")";
+    if (!report.sent.empty() && session.has(tvsim::kSourceSwitchPath)) {
+        const std::optional<SourceSwitchState> tv = session.tv().sourceSwitch(tvsim::kSourceSwitchPath);
+        if (tv && tv->lastFailure != 0) {
+            return "the TV answered failure code " + std::to_string(tv->lastFailure) + " (" +
+                   failureReason(tv->lastFailure) + ")";
         }
     }
     return "the platform reported a failure or no outcome within " + std::to_string(session.timeoutMs()) + " ms";

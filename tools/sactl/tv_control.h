@@ -9,7 +9,9 @@
 #include <tvsim/call_records.h>
 #include <tvsim/model_control.h>
 #include <tvsim/model_file.h>
+#include <tvsim/source_switch.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,6 +25,17 @@ struct ConnectRecord {
     bool object = false;  // whether an object was handed out
 };
 
+// What a source-switch responder holds now, as either host can tell it.
+struct SourceSwitchState {
+    tvsim::ResourceHolder video = tvsim::ResourceHolder::SYSTEM;
+    tvsim::ResourceHolder audio = tvsim::ResourceHolder::SYSTEM;
+    tvsim::ResourceHolder psi = tvsim::ResourceHolder::SYSTEM;
+    int playbackStatus = 0;
+    int channelIndex = -1;
+    tvsim::Channel channel;
+    int lastFailure = 0;  // the failure code the last request got; 0 when it succeeded or none came
+};
+
 class TvControl {
 public:
     virtual ~TvControl() = default;
@@ -32,9 +45,8 @@ public:
     virtual std::vector<std::string> columns(const std::string& table) = 0;
     virtual void setValue(const std::string& path, const tvsim::ModelValue& value) = 0;  // platform-originated
     virtual void flush() = 0;  // until every notification queued so far is delivered
-    // The model loaded in this process, whose built-in responders can be asked
-    // for the TV's state; null when the TV runs elsewhere.
-    virtual const tvsim::LoadedModel* localModel() const = 0;
+    // The state of the source-switch responder answering the action; nullopt when none does.
+    virtual std::optional<SourceSwitchState> sourceSwitch(const std::string& action) = 0;
 
     // ---- Faults: the next `count` operations on the path fail ----
     virtual void failNextConnects(const std::string& path, int count, int status) = 0;  // status != 0

@@ -125,7 +125,27 @@ public:
         }
     }
 
-    const tvsim::LoadedModel* localModel() const override { return nullptr; }
+    std::optional<SourceSwitchState> sourceSwitch(const std::string& action) override {
+        Message reply = call(tvsimd::kRespondersInterface, "SourceSwitch", [&](sd_bus_message* message) {
+            checked(sd_bus_message_append(message, "s", action.c_str()), "append");
+        });
+        int responds = 0;
+        int holders[3] = {};
+        SourceSwitchState state;
+        const char* channel[4] = {};
+        checked(sd_bus_message_read(reply.get(), "biiiiissssi", &responds, &holders[0], &holders[1], &holders[2],
+                                    &state.playbackStatus, &state.channelIndex, &channel[0], &channel[1], &channel[2],
+                                    &channel[3], &state.lastFailure),
+                "read");
+        if (responds == 0) {
+            return std::nullopt;
+        }
+        state.video = static_cast<tvsim::ResourceHolder>(holders[0]);
+        state.audio = static_cast<tvsim::ResourceHolder>(holders[1]);
+        state.psi = static_cast<tvsim::ResourceHolder>(holders[2]);
+        state.channel = {channel[0], channel[1], channel[2], channel[3]};
+        return state;
+    }
 
     void failNextConnects(const std::string& path, int count, int status) override {
         callWith(tvsimd::kFaultsInterface, "FailNextConnects", "sii", path.c_str(), count, status);

@@ -89,6 +89,34 @@ int emitExecutionError(sd_bus_message* call, void* userdata, sd_bus_error* error
     });
 }
 
+// SourceSwitch(s path) -> (b responds, i video, i audio, i psi, i playbackStatus,
+// i channelIndex, s uuid, s uri, s name, s folderUuid, i lastFailure): the state
+// of the source-switch responder the model gave the action; responds is false
+// (and the rest zero) when the model gave it none.
+int sourceSwitch(sd_bus_message* call, void* userdata, sd_bus_error* error) {
+    return handleMethod(error, [&] {
+        Service& service = serviceOf(userdata);
+        const std::string path = actionPath(call, service.simulator());
+        const tvsim::SourceSwitchResponder* tv = service.models().sourceSwitch(path);
+        return reply(call, [&](sd_bus_message* answer) {
+            if (tv == nullptr) {
+                check(sd_bus_message_append(answer, "biiiiissssi", 0, 0, 0, 0, 0, -1, "", "", "", "", 0), "append");
+                return;
+            }
+            using Responder = tvsim::SourceSwitchResponder;
+            const tvsim::Channel channel = tv->currentChannel();
+            const std::vector<tvsim::SourceSwitchRequest> requests = tv->requests();
+            check(sd_bus_message_append(
+                      answer, "biiiiissssi", 1, static_cast<int>(tv->holder(Responder::RESOURCE_VIDEO)),
+                      static_cast<int>(tv->holder(Responder::RESOURCE_AUDIO)),
+                      static_cast<int>(tv->holder(Responder::RESOURCE_PSI)), tv->playbackStatus(),
+                      tv->currentChannelIndex(), channel.uuid.c_str(), channel.uri.c_str(), channel.name.c_str(),
+                      channel.folderUuid.c_str(), requests.empty() ? 0 : requests.back().failure),
+                  "append");
+        });
+    });
+}
+
 const sd_bus_vtable kVtable[] = {
     SD_BUS_VTABLE_START(0),
     SD_BUS_METHOD_WITH_NAMES("SetReply", "ssiuiba(nnns)",
@@ -100,6 +128,12 @@ const sd_bus_vtable kVtable[] = {
                              "", , emitResult, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD_WITH_NAMES("EmitExecutionError", "sui", SD_BUS_PARAM(path) SD_BUS_PARAM(actionId) SD_BUS_PARAM(error),
                              "", , emitExecutionError, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_NAMES("SourceSwitch", "s", SD_BUS_PARAM(path), "biiiiissssi",
+                             SD_BUS_PARAM(responds) SD_BUS_PARAM(video) SD_BUS_PARAM(audio) SD_BUS_PARAM(psi)
+                                 SD_BUS_PARAM(playbackStatus) SD_BUS_PARAM(channelIndex) SD_BUS_PARAM(uuid)
+                                     SD_BUS_PARAM(uri) SD_BUS_PARAM(name) SD_BUS_PARAM(folderUuid)
+                                         SD_BUS_PARAM(lastFailure),
+                             sourceSwitch, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_VTABLE_END};
 
 }  // namespace
