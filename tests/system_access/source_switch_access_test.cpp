@@ -302,28 +302,28 @@ TEST(SourceSwitchSingletonTest, BothGettersAnswerTheSameInstanceOnEveryThread) {
     EXPECT_EQ(other, Service::getInstance());
 }
 
-// Outcomes nobody claims (unknown ids here) are kept up to the bound; one more
-// drops the oldest with one error line. Those kept are claimed as before; one
-// that comes after its request timed out is not kept.
+// Outcomes nobody claims (unknown ids here) are kept up to the bound; each one
+// more drops the oldest with one error line. Those kept are claimed as before;
+// one that comes after its request timed out is not kept.
 TEST_F(SourceSwitchAccessTest, UnclaimedOutcomesAreBoundedToTheMostRecent) {
     constexpr unsigned int kFirst = 1000000;  // ids the simulator never hands out
-    constexpr unsigned int kLast = kFirst + static_cast<unsigned int>(Service::kMaxUnclaimedOutcomes);
+    constexpr unsigned int kLast = kFirst + static_cast<unsigned int>(Service::kMaxUnclaimedOutcomes) + 1;
     capture.clear();
 
     for (unsigned int id = kFirst; id <= kLast; ++id) {
         service->onActionFailed(static_cast<int>(id), id == kFirst ? 7 : 0);
     }
 
-    EXPECT_EQ(
-        1, countLines(capture, logLine(kFile, "storeOutcome", "unclaimed result dropped, actionid: 1000000  err : 7"),
-                      kWordError));
-    EXPECT_EQ(1, countLines(capture, R"([\s\S]*)", kWordError));
-    EXPECT_TRUE(service->waitForResult(kFirst + 1));
+    EXPECT_EQ(2, countLines(capture, R"([\s\S]*)", kWordError));
+    EXPECT_TRUE(
+        inOrder(capture, {logLine(kFile, "storeOutcome", "unclaimed result dropped, actionid: 1000000  err : 7"),
+                          logLine(kFile, "storeOutcome", "unclaimed result dropped, actionid: 1000001  err : 0")}));
+    EXPECT_TRUE(service->waitForResult(kFirst + 2));
     EXPECT_TRUE(service->waitForResult(kLast));
     service->setResultTimeout(1);
-    EXPECT_FALSE(service->waitForResult(kFirst));
-    service->onActionFailed(static_cast<int>(kFirst), 0);
-    EXPECT_FALSE(service->waitForResult(kFirst)) << "the outcome of a request that timed out is dropped";
+    EXPECT_FALSE(service->waitForResult(kFirst + 1));
+    service->onActionFailed(static_cast<int>(kFirst + 1), 0);
+    EXPECT_FALSE(service->waitForResult(kFirst + 1)) << "the outcome of a request that timed out is dropped";
 }
 
 }  // namespace
