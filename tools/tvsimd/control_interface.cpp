@@ -2,6 +2,7 @@
 #include "bus_error.h"
 #include "bus_names.h"
 #include "method_support.h"
+#include "served_replies.h"
 #include "service.h"
 #include "value_codec.h"
 
@@ -113,7 +114,7 @@ int loadModel(sd_bus_message* call, void* userdata, sd_bus_error* error) {
         Service& service = serviceOf(userdata);
         const std::string file = readString(call);
         try {
-            tvsim::LoadedModel loaded = tvsim::loadModelFile(file, service.simulator());
+            tvsim::LoadedModel loaded = loadServedModel(file, service.simulator());
             // The model gave these actions their own answer again.
             for (const tvsim::ActionEntry& action : loaded.description.actions) {
                 service.answers().forget(action.path);

@@ -5,6 +5,7 @@
 #include "dashboard_server.h"
 #include "log.h"
 #include "private_bus.h"
+#include "served_replies.h"
 #include "service.h"
 
 #include <tvsim/debug_capture.h>
@@ -79,7 +80,7 @@ int serve(const Options& options) {
     tvsim::Simulator simulator;
     tvsimd::LoadedModels models;
     models.add(options.modelFile.empty() ? tvsim::loadDefaultModel(simulator)
-                                         : tvsim::loadModelFile(options.modelFile, simulator));
+                                         : tvsimd::loadServedModel(options.modelFile, simulator));
     // The dashboard's panel shows the TV the model's source switch keeps (a copy shares its state).
     std::optional<tvsim::SourceSwitchResponder> sourceSwitch;
     if (const tvsim::SourceSwitchResponder* found = models.sourceSwitch(tvsim::kSourceSwitchPath)) {

@@ -3,6 +3,7 @@
 #include "bus_error.h"
 #include "bus_names.h"
 #include "method_support.h"
+#include "served_replies.h"
 #include "service.h"
 #include "value_codec.h"
 
@@ -45,9 +46,10 @@ int setReply(sd_bus_message* call, void* userdata, sd_bus_error* error) {
         answer.delay = std::chrono::milliseconds(delayMs);
         answer.beforeInvokeReturns = early != 0;
         answer.results = readArguments(call);
-        if (answer.copies < 1) {
-            throw BusError(kErrorInvalidArgument,
-                           "A reply needs at least one copy; got " + std::to_string(answer.copies) + ".");
+        try {
+            checkServedReply(answer);
+        } catch (const std::invalid_argument& refused) {
+            throw BusError(kErrorInvalidArgument, refused.what());
         }
         simulator.setResponder(path,
                                [answer](unsigned int, const std::vector<lomodelapi::Argument>&) { return answer; });

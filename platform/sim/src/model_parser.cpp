@@ -19,9 +19,6 @@ constexpr long long kIntMin = std::numeric_limits<int>::min();
 constexpr long long kIntMax = std::numeric_limits<int>::max();
 constexpr long long kInt64Min = std::numeric_limits<long long>::min();
 constexpr long long kInt64Max = std::numeric_limits<long long>::max();
-constexpr long long kMaxCopies = 1000;
-// A longer delay is a typo more likely than a test, and would hold up shutting the simulator down.
-constexpr long long kMaxDelayMs = 60 * 1000;
 
 }  // namespace
 
@@ -205,10 +202,11 @@ private:
             reply = Reply::none();
         }
         if (node.has("delay-ms")) {
-            reply.delay = std::chrono::milliseconds(node.member("delay-ms").integer(0, kMaxDelayMs, "a delay in ms"));
+            reply.delay =
+                std::chrono::milliseconds(node.member("delay-ms").integer(0, kMaxReplyDelay.count(), "a delay in ms"));
         }
         if (node.has("copies")) {
-            reply.copies = static_cast<int>(node.member("copies").integer(1, kMaxCopies, "copies"));
+            reply.copies = static_cast<int>(node.member("copies").integer(1, kMaxReplyCopies, "copies"));
         }
         if (node.has("before-invoke-returns")) {
             reply.beforeInvokeReturns = node.member("before-invoke-returns").flag();

@@ -38,6 +38,11 @@ struct Reply {
     static Reply none();
 };
 
+// The bounds of a reply that model files and the TV service accept. A longer
+// delay is a typo more likely than a test, and would hold up shutting down.
+constexpr int kMaxReplyCopies = 1000;
+constexpr std::chrono::milliseconds kMaxReplyDelay{60 * 1000};
+
 // Decides the reply to one invocation. Runs on the invoking client's thread,
 // inside ActionObject::invoke, with no simulator lock held.
 using Responder = std::function<Reply(unsigned int actionId, const std::vector<lomodelapi::Argument>& arguments)>;
