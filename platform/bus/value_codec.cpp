@@ -79,10 +79,9 @@ T inRange(long double value, const std::string& path, const char* what) {
     // long double holds every 64-bit integer exactly, so the comparison is exact.
     if (value < static_cast<long double>(std::numeric_limits<T>::min()) ||
         value > static_cast<long double>(std::numeric_limits<T>::max())) {
-        std::string text = std::to_string(static_cast<long long>(value));
-        if (value > static_cast<long double>(std::numeric_limits<long long>::max())) {
-            text = std::to_string(static_cast<unsigned long long>(value));
-        }
+        const std::string text = value > static_cast<long double>(std::numeric_limits<long long>::max())
+                                     ? std::to_string(static_cast<unsigned long long>(value))
+                                     : std::to_string(static_cast<long long>(value));
         throw BusError(kErrorOutOfRange, text + " is out of the range of " + what + " for " + path + ".");
     }
     return static_cast<T>(value);

@@ -86,6 +86,8 @@ TEST_F(RemotePlatformTest, ValuesAndWatchesCrossProcesses) {
     EXPECT_EQ(watcher.next("changed"), std::string("changed ") + kVolume + " 40");
     // A path the TV does not have: the accessor's connect-failed status.
     EXPECT_EQ(writer.ask("get orvik.sl2.i32.no.such", "get"), "get 5 0");
+    // And one that is no text sd-bus can send (not UTF-8): the same answer, nothing thrown out of the platform.
+    EXPECT_EQ(writer.ask("get orvik.sl2.i32.\xff", "get"), "get 5 0");
 }
 
 TEST_F(RemotePlatformTest, ActionOutcomesReachEveryObserverAsTheResponderAnswers) {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <ctime>
+#include <exception>
 
 namespace tvsim::remote {
 namespace {
@@ -60,7 +61,12 @@ Message BusConnection::call(const std::string& path, const char* interface, cons
     Message owned(request);
     // A missing service is an answer, not a reason to start one.
     sd_bus_message_set_auto_start(request, 0);
-    append(request);
+    try {
+        append(request);
+    } catch (const std::exception&) {
+        errorName = SD_BUS_ERROR_INVALID_ARGS;
+        return nullptr;
+    }
     sd_bus_error error = SD_BUS_ERROR_NULL;
     sd_bus_message* reply = nullptr;
     const std::uint64_t timeout = std::chrono::duration_cast<std::chrono::microseconds>(kCallTimeout).count();

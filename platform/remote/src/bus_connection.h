@@ -40,7 +40,8 @@ public:
     void close();
 
     // Calls the member on the TV service's object. The reply, or null with the
-    // error's D-Bus name in errorName (a transport failure included).
+    // error's D-Bus name in errorName (a transport failure included, and an
+    // argument that append could not write, such as a text that is not UTF-8).
     Message call(const std::string& path, const char* interface, const char* member, const Append& append,
                  std::string& errorName);
 

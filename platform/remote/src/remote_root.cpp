@@ -81,13 +81,7 @@ void RemoteRoot::watchBus(std::uint32_t events) {
 Message RemoteRoot::callService(const std::string& path, const char* interface, const char* member,
                                 const Append& append, std::string& errorName) {
     watchBus(0);
-    Message reply;
-    try {
-        reply = m_bus.call(path, interface, member, append, errorName);
-    } catch (...) {
-        returnBus();
-        throw;
-    }
+    Message reply = m_bus.call(path, interface, member, append, errorName);
     returnBus();
     return reply;
 }

@@ -133,8 +133,8 @@ private:
     // A method call of the service with the socket out of the bus thread's watch.
     Message callService(const std::string& path, const char* interface, const char* member, const Append& append,
                         std::string& errorName) SYSACCESS_REQUIRES(m_mutex);
-    // After a call, a throwing one included: the socket back in the bus thread's
-    // watch, and the bus thread woken when the call left messages queued for it.
+    // After a call: the socket back in the bus thread's watch, and the bus
+    // thread woken when the call left messages queued for it.
     void returnBus() SYSACCESS_REQUIRES(m_mutex);
 
     bool ensureOpen() SYSACCESS_REQUIRES(m_mutex);
