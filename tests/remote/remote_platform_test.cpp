@@ -6,7 +6,9 @@
 #include <gtest/gtest.h>
 
 #include <signal.h>
+#include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <string>
@@ -181,6 +183,38 @@ TEST_F(RemotePlatformTest, DaemonLossNeverHangsAndARestartIsPickedUp) {
     BusClient control2(s_bus->address());
     sd_bus_message_unref(control2.call(kControlPath, "io.sysaccess.TvSim.Control", "Set", "sv", kVolume, "i", 77));
     EXPECT_EQ(engine.next("changed"), std::string("changed ") + kVolume + " 77");
+}
+
+TEST_F(RemotePlatformTest, AWatchAloneRecoversWhenItsBusComesBack) {
+    // A bus at a fixed place, given without its guid so that a new bus there is the same address.
+    const std::string socket = ::testing::TempDir() + "tvsim_bus_" + std::to_string(getpid());
+    const std::string address = "unix:path=" + socket;
+    auto bus = std::make_unique<PrivateDbusDaemon>(address);
+    auto service = std::make_unique<Tvsimd>(address);
+    ASSERT_TRUE(service->ready());
+    setenv("TVSIM_BUS", address.c_str(), 1);
+    Client watcher;
+    setenv("TVSIM_BUS", s_bus->address().c_str(), 1);
+    ASSERT_EQ(watcher.ask(std::string("watch ") + kVolume, "connect"), "connect 0");
+
+    service.reset();
+    bus.reset();
+    std::remove(socket.c_str());
+    bus = std::make_unique<PrivateDbusDaemon>(address);
+    service = std::make_unique<Tvsimd>(address);
+    ASSERT_TRUE(service->ready());
+    // The watcher makes no call: its bus thread finds the bus again and connects anew by itself.
+    BusClient poker(address);
+    for (int attempt = 0; attempt < 50; ++attempt) {
+        sd_bus_message_unref(
+            poker.call(kControlPath, "io.sysaccess.TvSim.Control", "Set", "sv", kVolume, "i", 50 + attempt));
+        const std::string changed = watcher.next("changed", milliseconds(200));
+        if (changed != "(nothing)") {
+            EXPECT_EQ(changed.rfind(std::string("changed ") + kVolume + " ", 0), 0u) << changed;
+            return;
+        }
+    }
+    ADD_FAILURE() << "the watch never fired on the bus that came back";
 }
 
 }  // namespace

@@ -104,8 +104,14 @@ int ChildProcess::waitForExit(milliseconds timeout) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-PrivateDbusDaemon::PrivateDbusDaemon()
-    : m_process({"dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address=1"}),
+PrivateDbusDaemon::PrivateDbusDaemon(const std::string& listen)
+    : m_process([&] {
+          std::vector<std::string> argv = {"dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address=1"};
+          if (!listen.empty()) {
+              argv.push_back("--address=" + listen);
+          }
+          return argv;
+      }()),
       m_address(m_process.readLine()) {
     if (m_address.empty()) {
         throw std::runtime_error("dbus-daemon did not start");

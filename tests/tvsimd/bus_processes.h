@@ -39,10 +39,11 @@ private:
     std::string m_buffered;
 };
 
-// A dbus-daemon for one test, with the session configuration.
+// A dbus-daemon for one test, with the session configuration; listening on
+// the given address (unix:path=..., say) instead of one of its own choosing.
 class PrivateDbusDaemon {
 public:
-    PrivateDbusDaemon();
+    explicit PrivateDbusDaemon(const std::string& listen = "");
     const std::string& address() const { return m_address; }
 
 private:

@@ -21,6 +21,8 @@ using Message = std::unique_ptr<sd_bus_message, MessageRelease>;
 // A method call's timeout: long enough for a loaded daemon, short enough that
 // a stopped one never hangs a client for good.
 constexpr std::chrono::seconds kCallTimeout(5);
+// How often the bus thread tries to open a lost bus again while the process holds connections.
+constexpr std::chrono::milliseconds kBusRetryInterval(250);
 
 class BusConnection {
 public:

@@ -109,6 +109,9 @@ void RemoteRoot::run() {
                 serviceLost();
                 m_bus.close();
             }
+            // A bus that comes back at the same address brings the watches back,
+            // though the process makes no call that would open it.
+            const bool lookAgain = !ensureOpen() && !m_connections.empty();
             if (m_reconnectDue) {
                 m_reconnectDue = false;
                 reconnectAll();
@@ -116,7 +119,7 @@ void RemoteRoot::run() {
                 continue;
             }
             watchBus(static_cast<std::uint32_t>(m_bus.pollEvents()));
-            timeoutMs = m_bus.pollTimeoutMs();
+            timeoutMs = lookAgain ? static_cast<int>(kBusRetryInterval.count()) : m_bus.pollTimeoutMs();
         }
         epoll_event ready[2];
         epoll_wait(m_epollFd, ready, 2, timeoutMs);
@@ -127,7 +130,10 @@ void RemoteRoot::run() {
 
 bool RemoteRoot::ensureOpen() {
     if (!m_bus.isOpen() && m_bus.open(m_address, &RemoteRoot::onSignal, &RemoteRoot::onOwnerChanged, this)) {
-        wake();  // the bus thread polls the new connection from now on
+        // A service already there sends no name change: the bus thread makes the
+        // connections of the bus that was lost anew now, and polls the new one.
+        m_reconnectDue = true;
+        wake();
     }
     return m_bus.isOpen();
 }
