@@ -64,7 +64,8 @@ struct AnswerRequest {
     std::chrono::milliseconds delay{0};
 };
 
-constexpr std::size_t kMaxDelayMs = 600000;
+// The bound model files and the bus's SetReply keep too.
+constexpr std::size_t kMaxDelayMs = 60000;
 
 const char* faultName(FaultKind kind);
 bool isPathFault(FaultKind kind);
