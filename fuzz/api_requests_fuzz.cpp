@@ -60,8 +60,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             decodeOrRefuse([&] {
                 const tvsimd::web::AnswerRequest request = tvsimd::web::decodeAnswer(body);
                 require(!request.path.empty());
-                require(request.delay.count() >= 0 &&
-                        request.delay.count() <= static_cast<long long>(tvsimd::web::kMaxDelayMs));
+                require(request.delay.count() >= 0 && request.delay <= tvsim::kMaxReplyDelay);
             });
             break;
     }

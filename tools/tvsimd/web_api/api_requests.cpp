@@ -201,8 +201,8 @@ AnswerRequest decodeAnswer(std::string_view body) {
     }
     request.error = optionalInt(document, "error", 0);
     request.delay = std::chrono::milliseconds(optionalInt(document, "delayMs", 0, 0));
-    if (request.delay.count() > static_cast<long long>(kMaxDelayMs)) {
-        badRequest("'delayMs' is out of range (at most " + std::to_string(kMaxDelayMs) + ")");
+    if (request.delay > tvsim::kMaxReplyDelay) {
+        badRequest("'delayMs' is out of range (at most " + std::to_string(tvsim::kMaxReplyDelay.count()) + ")");
     }
     return request;
 }

@@ -64,9 +64,6 @@ struct AnswerRequest {
     std::chrono::milliseconds delay{0};
 };
 
-// The bound model files and the bus's SetReply keep too.
-constexpr std::size_t kMaxDelayMs = 60000;
-
 const char* faultName(FaultKind kind);
 bool isPathFault(FaultKind kind);
 
