@@ -14,11 +14,28 @@ int check(int result, const char* what) {
     return result;
 }
 
+std::string busErrorName(tvsim::ControlErrorKind kind) {
+    return kErrorPrefix + std::string(tvsim::controlErrorName(kind));
+}
+
+std::optional<tvsim::ControlErrorKind> controlErrorKindOf(const std::string& busErrorName) {
+    for (auto kind : {tvsim::ControlErrorKind::UNKNOWN_PATH, tvsim::ControlErrorKind::WRONG_TYPE,
+                      tvsim::ControlErrorKind::OUT_OF_RANGE, tvsim::ControlErrorKind::INVALID_ARGUMENT,
+                      tvsim::ControlErrorKind::BAD_MODEL_FILE, tvsim::ControlErrorKind::UNKNOWN_CONNECTION}) {
+        if (busErrorName == tvsimd::busErrorName(kind)) {
+            return kind;
+        }
+    }
+    return std::nullopt;
+}
+
 int handleMethod(sd_bus_error* error, const std::function<int()>& body) {
     try {
         return body();
     } catch (const BusError& failure) {
         return sd_bus_error_set(error, failure.name(), failure.what());
+    } catch (const tvsim::ControlError& refused) {
+        return sd_bus_error_set(error, busErrorName(refused.kind()).c_str(), refused.what());
     } catch (const SdBusFailure& failure) {
         // A message that does not match the signature it claims ends up here.
         return sd_bus_error_set_errnof(error, -failure.result(), "%s.", failure.what());

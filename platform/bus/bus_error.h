@@ -1,8 +1,14 @@
 // The D-Bus errors tvsimd answers, and the exception that carries one out of
-// a method handler. Every message is one sentence naming what was wrong.
+// a method handler. Every message is one sentence naming what was wrong. A
+// refused control (tvsim::ControlError) is the error of the same name under
+// io.sysaccess.TvSim.Error, and turns back into that ControlError in a proxy.
 #pragma once
 
+#include <tvsim/control_error.h>
+
 #include <systemd/sd-bus.h>
+
+#include <optional>
 
 #include <functional>
 #include <stdexcept>
@@ -10,6 +16,7 @@
 
 namespace tvsimd {
 
+constexpr const char* kErrorPrefix = "io.sysaccess.TvSim.Error.";
 constexpr const char* kErrorUnknownPath = "io.sysaccess.TvSim.Error.UnknownPath";
 constexpr const char* kErrorWrongType = "io.sysaccess.TvSim.Error.WrongType";
 constexpr const char* kErrorOutOfRange = "io.sysaccess.TvSim.Error.OutOfRange";
@@ -26,7 +33,11 @@ private:
     const char* m_name;
 };
 
-// Runs a method handler body: a BusError becomes that error, a negative errno
+std::string busErrorName(tvsim::ControlErrorKind kind);  // kErrorPrefix and the kind's name
+// The kind whose error this is; nullopt for an error that is not one of the TV's.
+std::optional<tvsim::ControlErrorKind> controlErrorKindOf(const std::string& busErrorName);
+
+// Runs a method handler body: a BusError or a ControlError becomes that error, a negative errno
 // from sd-bus (thrown as SdBusFailure) or any other exception becomes
 // org.freedesktop.DBus.Error.Failed, so one client's bad input never escapes
 // into the event loop. Returns what an sd-bus method handler returns.

@@ -87,6 +87,8 @@ T inRange(long double value, const std::string& path, const char* what) {
     return static_cast<T>(value);
 }
 
+}  // namespace
+
 std::vector<std::string> readStrings(sd_bus_message* message) {
     std::vector<std::string> out;
     check(sd_bus_message_enter_container(message, 'a', "s"), "enter string array");
@@ -105,8 +107,6 @@ std::vector<int> readIntegers(sd_bus_message* message) {
     const auto* begin = static_cast<const std::int32_t*>(data);
     return std::vector<int>(begin, begin + size / sizeof(std::int32_t));
 }
-
-}  // namespace
 
 const char* signatureOf(tvsim::ValueType type) {
     switch (type) {
@@ -185,6 +185,19 @@ tvsim::ModelValue readValueVariant(sd_bus_message* message, tvsim::ValueType exp
     }
     check(sd_bus_message_exit_container(message), "exit variant");
     return value;
+}
+
+tvsim::ModelValue readAnyValueVariant(sd_bus_message* message, const std::string& path) {
+    char type = 0;
+    const char* contents = nullptr;
+    check(sd_bus_message_peek_type(message, &type, &contents), "peek variant");
+    for (auto candidate : {tvsim::ValueType::INTEGER, tvsim::ValueType::INT64, tvsim::ValueType::STRING,
+                           tvsim::ValueType::INTEGER_VECTOR, tvsim::ValueType::STRING_VECTOR}) {
+        if (type == 'v' && std::string(signatureOf(candidate)) == contents) {
+            return readValueVariant(message, candidate, path);
+        }
+    }
+    throw BusError(SD_BUS_ERROR_INVALID_ARGS, "The value of " + path + " is no model value.");
 }
 
 void appendArguments(sd_bus_message* message, const std::vector<lomodelapi::Argument>& arguments) {

@@ -4,7 +4,7 @@
 // Readers throw BusError with one sentence naming the path and what is wrong.
 #pragma once
 
-#include <tvsim/model_file.h>
+#include <tvsim/model_value.h>
 
 #include <lomodelapi/argument.h>
 
@@ -22,6 +22,10 @@ void appendValueVariant(sd_bus_message* message, const tvsim::ModelValue& value)
 // Reads a variant for the value at the path. Any integer type fits integer and
 // int64 when its value is in range (OutOfRange otherwise); other mismatches are WrongType.
 tvsim::ModelValue readValueVariant(sd_bus_message* message, tvsim::ValueType expected, const std::string& path);
+// Reads a variant holding a value of any of the five types, as its own type.
+tvsim::ModelValue readAnyValueVariant(sd_bus_message* message, const std::string& path);
+std::vector<std::string> readStrings(sd_bus_message* message);  // as
+std::vector<int> readIntegers(sd_bus_message* message);         // ai
 
 void appendArguments(sd_bus_message* message, const std::vector<lomodelapi::Argument>& arguments);
 // Positions and subtags must fit a signed byte (OutOfRange otherwise).

@@ -96,6 +96,9 @@ const BadModelCase kBadModels[] = {
      R"({"values": [)" GOOD_VALUE
      R"(], "actions": [{"path": "s", "responder": "source-switch", "channel-name": "a.int"}]})",
      "bad.json: /actions/0/channel-name: the model has no string value \"a.int\""},
+    {"DelayedOutcomeBeforeInvokeReturns",
+     R"({"actions": [{"path": "s", "reply": {"delay-ms": 10, "before-invoke-returns": true}}]})",
+     "bad.json: /actions/0/reply: an outcome that comes before invoke returns cannot be delayed"},
     {"ReplyAndResponder", R"({"actions": [{"path": "s", "responder": "source-switch", "reply": {}}]})",
      "bad.json: /actions/0/reply: an action has a reply or a responder, not both"},
     {"ChannelsWithoutResponder", R"({"actions": [{"path": "s", "channels": []}]})",

@@ -87,7 +87,7 @@ nlohmann::json argumentsToJson(const std::vector<lomodelapi::Argument>& argument
 
 ActionCaller::ActionCaller(Session& session, const std::string& path)
     : m_session(session), m_path(path), m_collector(std::make_shared<Collector>()), m_access(path, m_collector) {
-    session.requireType(path, lomodelapi::OBJECT_TYPE_ACTION);
+    session.tv().requireType(path, lomodelapi::OBJECT_TYPE_ACTION);
     const int status = m_access.connect(1000);
     if (status != 0) {
         throw CommandError("connecting '" + path + "' failed with status " + describeStatus(status));

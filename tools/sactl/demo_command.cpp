@@ -84,7 +84,7 @@ private:
     }
 
     void printChanges(ValueWatcher& watcher) {
-        m_session.tv().flush();
+        m_session.flushNotifications();
         for (const ValueWatcher::Change& change : watcher.takeChanges()) {
             printValue(m_session, change.path, change.value, "notified ", {{"event", "changed"}});
         }

@@ -25,11 +25,8 @@ void printFault(const Session& session, const std::string& fault, const std::str
 }
 
 lomodelapi::ObjectTypeSpec parseObjectType(const std::string& text) {
-    for (int code = lomodelapi::OBJECT_TYPE_NONE; code <= lomodelapi::OBJECT_TYPE_NUMERIC_INT64; ++code) {
-        const auto type = static_cast<lomodelapi::ObjectTypeSpec>(code);
-        if (text == tvsim::objectTypeName(type)) {
-            return type;
-        }
+    if (const std::optional<lomodelapi::ObjectTypeSpec> named = tvsim::objectTypeNamed(text)) {
+        return *named;
     }
     try {
         return static_cast<lomodelapi::ObjectTypeSpec>(std::get<int>(parseValueText(tvsim::ValueType::INTEGER, text)));
@@ -40,57 +37,32 @@ lomodelapi::ObjectTypeSpec parseObjectType(const std::string& text) {
     }
 }
 
-// Takes back every per-path fault: counts to 0, reads healed, the type the path really has.
-void clearFaults(Session& session, const std::string& path) {
-    const lomodelapi::ObjectTypeSpec type = session.typeOf(path);
-    TvControl& tv = session.tv();
-    tv.failNextConnects(path, 0, -1);
-    tv.nullObjectOnNextConnects(path, 0);
-    tv.reportType(path, type);
-    tv.failGetter(path, 0);
-    if (type == lomodelapi::OBJECT_TYPE_ACTION) {
-        tv.refuseNextInvokes(path, 0, 0);
-    }
-    if (type == lomodelapi::OBJECT_TYPE_TABLE) {
-        tv.failNextCreateIterators(path, 0);
-    }
-    printFault(session, "clear", path, nlohmann::json::object());
-}
-
 using FaultRun = void (*)(Session&, const FaultOptions&);
 
 struct FaultCommand {
     const char* name;
     const char* description;
-    lomodelapi::ObjectTypeSpec needs;  // OBJECT_TYPE_NONE: any object
     bool count;
     bool status;
     FaultRun run;
 };
 
 const FaultCommand kFaultCommands[] = {
-    {"fail-connects", "the next COUNT connects answer STATUS (not 0) and no object", lomodelapi::OBJECT_TYPE_NONE, true,
-     true,
+    {"fail-connects", "the next COUNT connects answer STATUS (not 0) and no object", true, true,
      [](Session& session, const FaultOptions& options) {
-         if (options.status == 0) {
-             throw CommandError("a failing connect needs a non-zero STATUS; null-connects answers 0 and no object");
-         }
          session.tv().failNextConnects(options.path, options.count, options.status);
      }},
-    {"null-connects", "the next COUNT connects answer 0 and no object", lomodelapi::OBJECT_TYPE_NONE, true, false,
+    {"null-connects", "the next COUNT connects answer 0 and no object", true, false,
      [](Session& session, const FaultOptions& options) {
          session.tv().nullObjectOnNextConnects(options.path, options.count);
      }},
-    {"fail-getter", "string and vector reads answer STATUS from now on; 0 heals", lomodelapi::OBJECT_TYPE_NONE, false,
-     true,
+    {"fail-getter", "string and vector reads answer STATUS from now on; 0 heals", false, true,
      [](Session& session, const FaultOptions& options) { session.tv().failGetter(options.path, options.status); }},
-    {"refuse-invokes", "the next COUNT invokes of the action answer STATUS, with no id and no outcome",
-     lomodelapi::OBJECT_TYPE_ACTION, true, true,
+    {"refuse-invokes", "the next COUNT invokes of the action answer STATUS, with no id and no outcome", true, true,
      [](Session& session, const FaultOptions& options) {
          session.tv().refuseNextInvokes(options.path, options.count, options.status);
      }},
-    {"fail-iterators", "the next COUNT iterators over the table are not made", lomodelapi::OBJECT_TYPE_TABLE, true,
-     false,
+    {"fail-iterators", "the next COUNT iterators over the table are not made", true, false,
      [](Session& session, const FaultOptions& options) {
          session.tv().failNextCreateIterators(options.path, options.count);
      }},
@@ -99,11 +71,6 @@ const FaultCommand kFaultCommands[] = {
 void addFaultCommand(Commands& commands, CLI::App& faults, const FaultCommand& fault) {
     auto options = std::make_shared<FaultOptions>();
     CLI::App* command = commands.add(faults, fault.name, fault.description, [fault, options](Session& session) {
-        if (fault.needs == lomodelapi::OBJECT_TYPE_NONE) {
-            session.typeOf(options->path);  // an unknown path is refused here, in either host
-        } else {
-            session.requireType(options->path, fault.needs);
-        }
         fault.run(session, *options);
         nlohmann::json settings = nlohmann::json::object();
         if (fault.count) {
@@ -119,8 +86,7 @@ void addFaultCommand(Commands& commands, CLI::App& faults, const FaultCommand& f
         command->add_option("STATUS", options->status, "the platform status to answer")->required();
     }
     if (fault.count) {
-        command->add_option("--count", options->count, "how many operations fail (default 1; 0 takes it back)")
-            ->check(CLI::NonNegativeNumber);
+        command->add_option("--count", options->count, "how many operations fail (default 1; 0 takes it back)");
     }
 }
 
@@ -136,7 +102,6 @@ void addFaultCommands(Commands& commands) {
     auto reported = std::make_shared<FaultOptions>();
     CLI::App* reportType = commands.add(
         *faults, "report-type", "the object's getType answers TYPE from now on", [reported](Session& session) {
-            session.typeOf(reported->path);
             session.tv().reportType(reported->path, parseObjectType(reported->type));
             printFault(session, "report-type", reported->path, {{"type", reported->type}});
         });
@@ -144,8 +109,11 @@ void addFaultCommands(Commands& commands) {
     reportType->add_option("TYPE", reported->type, "a type name (integer, action, ...) or a type code")->required();
 
     auto clearPath = std::make_shared<std::string>();
-    CLI::App* clear = commands.add(*faults, "clear", "take back every fault on the path",
-                                   [clearPath](Session& session) { clearFaults(session, *clearPath); });
+    CLI::App* clear =
+        commands.add(*faults, "clear", "take back every fault on the path", [clearPath](Session& session) {
+            session.tv().clearFaults(*clearPath);
+            printFault(session, "clear", *clearPath, nlohmann::json::object());
+        });
     clear->add_option("PATH", *clearPath, "the model path")->required();
 }
 

@@ -6,7 +6,7 @@ namespace sactl {
 namespace {
 
 void printRecords(Session& session, bool clear) {
-    for (const ConnectRecord& connect : session.tv().connects()) {
+    for (const tvsim::ClientConnect& connect : session.tv().connects()) {
         session.out().result("connect " + connect.path + " status=" + std::to_string(connect.status) +
                                  (connect.object ? " object" : " no-object") +
                                  (connect.client.empty() ? "" : " client=" + connect.client),

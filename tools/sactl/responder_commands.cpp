@@ -67,7 +67,6 @@ void addResponderCommands(Commands& commands) {
     auto options = std::make_shared<ReplyOptions>();
     CLI::App* set = commands.add(*responders, "set", "answer with results (default), a failure code, or not at all",
                                  [options](Session& session) {
-                                     session.requireType(options->path, lomodelapi::OBJECT_TYPE_ACTION);
                                      const tvsim::Reply reply = replyFrom(*options);
                                      session.tv().setReply(options->path, reply);
                                      printReply(session, options->path, reply);
@@ -80,17 +79,14 @@ void addResponderCommands(Commands& commands) {
     options->failureGiven = failure;
     results->excludes(failure)->excludes(none);
     failure->excludes(none);
-    set->add_option("--delay", options->delayMs, "answer this many ms after the invoke (at most 60000)")
-        ->check(CLI::Range(0, 60000));
-    set->add_option("--copies", options->copies, "deliver the answer this many times (1 to 1000)")
-        ->check(CLI::Range(1, 1000));
+    set->add_option("--delay", options->delayMs, "answer this many ms after the invoke (at most 60000)");
+    set->add_option("--copies", options->copies, "deliver the answer this many times (1 to 1000)");
     set->add_flag("--before-invoke-returns", options->beforeInvokeReturns,
                   "deliver the answer before the invoke returns to the client");
 
     auto path = std::make_shared<std::string>();
     CLI::App* clear =
         commands.add(*responders, "clear", "back to the action's own answer (its model's)", [path](Session& session) {
-            session.requireType(*path, lomodelapi::OBJECT_TYPE_ACTION);
             session.tv().resetReply(*path);
             session.out().result(*path + " answers as its model says", {{"path", *path}, {"answer", "model"}});
         });

@@ -1,10 +1,10 @@
 #include "session.h"
 
-#include "local_tv_control.h"
-#include "tv_service.h"
+#include "bus_tv.h"
 
 #include <system_access/value_access_base.h>
 #include <tvsim/debug_capture.h>
+#include <tvsim/local_tv_control.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -44,24 +44,36 @@ std::string chooseBus(const GlobalOptions& options) {
     return variable != nullptr ? variable : "";
 }
 
-std::unique_ptr<TvControl> startTv(const GlobalOptions& options) {
+// The simulator in this process, with the model from the file or the default one.
+class LocalTv final : public Tv {
+public:
+    explicit LocalTv(const std::string& modelFile) : m_control(m_simulator, loadModel(modelFile)) {}
+
+    tvsim::TvControl& control() override { return m_control; }
+    void flushNotifications() override { m_simulator.flush(); }
+
+private:
+    tvsim::LoadedModel loadModel(const std::string& file) {
+        try {
+            return file.empty() ? tvsim::loadDefaultModel(m_simulator) : tvsim::loadModelFile(file, m_simulator);
+        } catch (const tvsim::ModelFileError& error) {
+            throw CommandError(error.what());
+        }
+    }
+
+    tvsim::Simulator m_simulator;
+    tvsim::LocalTvControl m_control;
+};
+
+std::unique_ptr<Tv> startTv(const GlobalOptions& options) {
     const std::string bus = chooseBus(options);
     if (bus.empty()) {
-        return std::make_unique<LocalTvControl>(options.modelFile);
+        return std::make_unique<LocalTv>(options.modelFile);
     }
     if (!options.modelFile.empty()) {
         throw CommandError("--model loads the TV in this process; the TV service loads its own (tvsimd --model)");
     }
-    std::unique_ptr<TvControl> tv = connectTvService(bus, options.timeoutMs);
-    // Before the library's first platform call, which reads it.
-    setenv("TVSIM_BUS", bus.c_str(), 1);
-    return tv;
-}
-
-// "an action", "a string-vector", ...
-std::string describeType(lomodelapi::ObjectTypeSpec type) {
-    const std::string name = tvsim::objectTypeName(type);
-    return (name.find_first_of("aeiou") == 0 ? "an " : "a ") + name;
+    return connectTvService(bus, std::chrono::milliseconds(options.timeoutMs));
 }
 
 }  // namespace
@@ -106,34 +118,17 @@ Session::Session(const GlobalOptions& options) : m_output(options.json), m_timeo
     m_tv = startTv(options);
 }
 
+Session::~Session() = default;
+
 bool Session::has(const std::string& path) {
-    const std::vector<tvsim::ModelEntry> entries = m_tv->list(path);
-    return std::any_of(entries.begin(), entries.end(),
-                       [&](const tvsim::ModelEntry& entry) { return entry.path == path; });
-}
-
-lomodelapi::ObjectTypeSpec Session::typeOf(const std::string& path) {
-    for (const tvsim::ModelEntry& entry : m_tv->list(path)) {
-        if (entry.path == path) {
-            return entry.type;
+    try {
+        m_tv->control().typeAt(path);
+        return true;
+    } catch (const tvsim::ControlError& error) {
+        if (error.kind() != tvsim::ControlErrorKind::UNKNOWN_PATH) {
+            throw;
         }
-    }
-    throw CommandError("unknown path '" + path + "' (sactl list shows the model's paths)");
-}
-
-tvsim::ValueType Session::valueTypeOf(const std::string& path) {
-    const lomodelapi::ObjectTypeSpec type = typeOf(path);
-    tvsim::ValueType valueType;
-    if (!tvsim::valueTypeOfObject(type, valueType)) {
-        throw CommandError("'" + path + "' is " + describeType(type) + ", not a value");
-    }
-    return valueType;
-}
-
-void Session::requireType(const std::string& path, lomodelapi::ObjectTypeSpec expected) {
-    const lomodelapi::ObjectTypeSpec type = typeOf(path);
-    if (type != expected) {
-        throw CommandError("'" + path + "' is " + describeType(type) + ", not " + describeType(expected));
+        return false;
     }
 }
 

@@ -3,10 +3,10 @@
 // of error a command reports.
 #pragma once
 
-#include "tv_control.h"
 #include "value_text.h"
 
 #include <tvsim/model_file.h>
+#include <tvsim/tv_control.h>
 
 #include <nlohmann/json.hpp>
 
@@ -50,30 +50,36 @@ std::string describeStatus(int status);
 // The time of day with milliseconds, "14:03:07.250", for watch lines.
 std::string timestampNow();
 
+// The TV's controls, as sactl drives them: the simulator in this process, or
+// the TV service's over D-Bus. Either refuses with a tvsim::ControlError.
+class Tv {
+public:
+    virtual ~Tv() = default;
+    virtual tvsim::TvControl& control() = 0;
+    // Until every notification the TV queued so far has run in this process's library.
+    virtual void flushNotifications() = 0;
+};
+
 class Session {
 public:
     // Sets the log threshold and starts the TV: the simulator in this process
     // with its model, or, when a bus is chosen (the option, else TVSIM_BUS),
-    // a connection to the TV service; the chosen bus is exported as TVSIM_BUS
-    // so that the library reaches the same TV. Bad options are CommandErrors.
+    // a connection to the TV service, which the library in this process is
+    // told to reach too. Bad options are CommandErrors.
     explicit Session(const GlobalOptions& options);
+    ~Session();
 
-    TvControl& tv() { return *m_tv; }
+    tvsim::TvControl& tv() { return m_tv->control(); }
+    void flushNotifications() { m_tv->flushNotifications(); }
     const Output& out() const { return m_output; }
     int timeoutMs() const { return m_timeoutMs; }
 
     bool has(const std::string& path);
-    // The type code of the object at the path; an unknown path is a CommandError.
-    lomodelapi::ObjectTypeSpec typeOf(const std::string& path);
-    // The value type at the path; a path that is not a value is a CommandError.
-    tvsim::ValueType valueTypeOf(const std::string& path);
-    // A CommandError unless the path holds an object of this type.
-    void requireType(const std::string& path, lomodelapi::ObjectTypeSpec expected);
 
 private:
     Output m_output;
     int m_timeoutMs;
-    std::unique_ptr<TvControl> m_tv;
+    std::unique_ptr<Tv> m_tv;
 };
 
 }  // namespace sactl

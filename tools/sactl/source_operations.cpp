@@ -103,7 +103,7 @@ std::string callText(const SourceOperation& operation, const std::vector<std::st
 void describeTv(Session& session, SourceReport& report) {
     report.tv = nlohmann::json::object();
     const bool hasSwitch = session.has(tvsim::kSourceSwitchPath);
-    if (const std::optional<SourceSwitchState> tv =
+    if (const std::optional<tvsim::SourceSwitchState> tv =
             hasSwitch ? session.tv().sourceSwitch(tvsim::kSourceSwitchPath) : std::nullopt) {
         const tvsim::Channel& channel = tv->channel;
         report.tv = {
@@ -130,7 +130,7 @@ std::string explainFailure(Session& session, const SourceReport& report) {
         return "the model has no action '" + std::string(tvsim::kSourceSwitchPath) + "'";
     }
     if (!report.sent.empty() && session.has(tvsim::kSourceSwitchPath)) {
-        const std::optional<SourceSwitchState> tv = session.tv().sourceSwitch(tvsim::kSourceSwitchPath);
+        const std::optional<tvsim::SourceSwitchState> tv = session.tv().sourceSwitch(tvsim::kSourceSwitchPath);
         if (tv && tv->lastFailure != 0) {
             return "the TV answered failure code " + std::to_string(tv->lastFailure) + " (" +
                    failureReason(tv->lastFailure) + ")";

@@ -104,7 +104,7 @@ CommandError late(const std::string& path) {
 }  // namespace
 
 TableContents readTable(Session& session, const std::string& path) {
-    session.requireType(path, lomodelapi::OBJECT_TYPE_TABLE);
+    session.tv().requireType(path, lomodelapi::OBJECT_TYPE_TABLE);
     auto collector = std::make_shared<RowCollector>();
     TableContents table;
     {

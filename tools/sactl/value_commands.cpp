@@ -87,7 +87,7 @@ void watch(Session& session, const WatchOptions& options) {
     for (const std::string& step : options.steps) {
         session.out().result("> " + step, {{"event", "step"}, {"step", step}});
         runStep(session, step);
-        session.tv().flush();  // every notification the step caused has been delivered
+        session.flushNotifications();  // every notification the step caused has been delivered
         if (reportChanges(session, watcher, options.count, seen)) {
             return;
         }

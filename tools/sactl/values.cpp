@@ -86,7 +86,7 @@ std::unique_ptr<access::ValueAccessBase> makeValueAccess(tvsim::ValueType type, 
 }
 
 tvsim::ModelValue parseValueFor(Session& session, const std::string& path, const std::string& text) {
-    const tvsim::ValueType type = session.valueTypeOf(path);
+    const tvsim::ValueType type = session.tv().valueTypeAt(path);
     try {
         return parseValueText(type, text);
     } catch (const std::invalid_argument& error) {
@@ -95,12 +95,12 @@ tvsim::ModelValue parseValueFor(Session& session, const std::string& path, const
 }
 
 tvsim::ModelValue readValue(Session& session, const std::string& path) {
-    const tvsim::ValueType type = session.valueTypeOf(path);
+    const tvsim::ValueType type = session.tv().valueTypeAt(path);
     return readThrough(*makeValueAccess(type, path), type, path);
 }
 
 void writeValue(Session& session, const std::string& path, const tvsim::ModelValue& value) {
-    const std::unique_ptr<access::ValueAccessBase> accessor = makeValueAccess(session.valueTypeOf(path), path);
+    const std::unique_ptr<access::ValueAccessBase> accessor = makeValueAccess(session.tv().valueTypeAt(path), path);
     const int status = std::visit([&](const auto& text) { return accessor->setValue(text); }, value);
     if (status != 0) {
         throw CommandError("writing '" + path + "' failed with status " + describeStatus(status));
@@ -122,7 +122,7 @@ void printValue(const Session& session, const std::string& path, const tvsim::Mo
 ValueWatcher::ValueWatcher(Session& session, const std::vector<std::string>& paths)
     : m_queue(std::make_shared<Queue>()) {
     for (const std::string& path : paths) {
-        const tvsim::ValueType type = session.valueTypeOf(path);
+        const tvsim::ValueType type = session.tv().valueTypeAt(path);
         m_accessors.push_back(makeValueAccess(type, path, std::make_shared<Recorder>(path, type, m_queue)));
         connectOrFail(*m_accessors.back(), path);
         m_initial.push_back({timestampNow(), path, readThrough(*m_accessors.back(), type, path)});

@@ -2,7 +2,6 @@
 #include "bus_error.h"
 #include "bus_names.h"
 #include "method_support.h"
-#include "served_replies.h"
 #include "service.h"
 #include "value_codec.h"
 
@@ -12,7 +11,7 @@ namespace {
 int list(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
         const std::string prefix = readString(call);
-        const auto entries = serviceOf(userdata).simulator().list(prefix);
+        const auto entries = serviceOf(userdata).control().list(prefix);
         return reply(call, [&](sd_bus_message* answer) {
             check(sd_bus_message_open_container(answer, 'a', "(ss)"), "open entries");
             for (const tvsim::ModelEntry& entry : entries) {
@@ -27,49 +26,44 @@ int list(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 
 int get(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        const tvsim::ModelValue value = modelValueAt(serviceOf(userdata).simulator(), readString(call));
+        const tvsim::ModelValue value = serviceOf(userdata).control().value(readString(call));
         return reply(call, [&](sd_bus_message* answer) { appendValueVariant(answer, value); });
     });
 }
 
 int set(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        tvsim::Simulator& simulator = serviceOf(userdata).simulator();
+        tvsim::TvControl& control = serviceOf(userdata).control();
         const std::string path = readString(call);
-        const tvsim::ModelValue value = readValueVariant(call, valueTypeAt(simulator, path), path);
-        tvsim::setModelValue(simulator, path, value);
+        control.setValue(path, readValueVariant(call, control.valueTypeAt(path), path));
         return replyEmpty(call);
     });
 }
 
 // SetSeries(s path, av values): Set of each value in turn, each notified as a
-// change of its own; one message for many changes (load tests). Every value is
-// checked before the first is applied.
+// change of its own; one message for many changes (load tests).
 int setSeries(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        tvsim::Simulator& simulator = serviceOf(userdata).simulator();
+        tvsim::TvControl& control = serviceOf(userdata).control();
         const std::string path = readString(call);
-        const tvsim::ValueType type = valueTypeAt(simulator, path);
+        const tvsim::ValueType type = control.valueTypeAt(path);
         std::vector<tvsim::ModelValue> values;
         check(sd_bus_message_enter_container(call, 'a', "v"), "enter values");
         while (check(sd_bus_message_at_end(call, 0), "read values") == 0) {
             values.push_back(readValueVariant(call, type, path));
         }
         check(sd_bus_message_exit_container(call), "exit values");
-        for (const tvsim::ModelValue& value : values) {
-            tvsim::setModelValue(simulator, path, value);
-        }
+        control.setValues(path, values);
         return replyEmpty(call);
     });
 }
 
 int rows(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        tvsim::Simulator& simulator = serviceOf(userdata).simulator();
+        tvsim::TvControl& control = serviceOf(userdata).control();
         const std::string path = readString(call);
-        requireType(simulator, path, lomodelapi::OBJECT_TYPE_TABLE);
-        const auto columns = simulator.columns(path);
-        const auto table = simulator.rows(path);
+        const auto columns = control.columns(path);
+        const auto table = control.rows(path);
         return reply(call, [&](sd_bus_message* answer) {
             appendValue(answer, columns);
             check(sd_bus_message_open_container(answer, 'a', "as"), "open rows");
@@ -83,46 +77,21 @@ int rows(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 
 int setRows(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        tvsim::Simulator& simulator = serviceOf(userdata).simulator();
         const std::string path = readString(call);
-        requireType(simulator, path, lomodelapi::OBJECT_TYPE_TABLE);
-        const std::size_t width = simulator.columns(path).size();
         std::vector<tvsim::Row> table;
         check(sd_bus_message_enter_container(call, 'a', "as"), "enter rows");
-        while (check(sd_bus_message_enter_container(call, 'a', "s"), "enter row") > 0) {
-            tvsim::Row row;
-            const char* cell = nullptr;
-            while (check(sd_bus_message_read_basic(call, 's', &cell), "read cell") > 0) {
-                row.emplace_back(cell);
-            }
-            check(sd_bus_message_exit_container(call), "exit row");
-            if (row.size() != width) {
-                throw BusError(kErrorInvalidArgument, "Row " + std::to_string(table.size()) + " has " +
-                                                          std::to_string(row.size()) + " cells; " + path + " has " +
-                                                          std::to_string(width) + " columns.");
-            }
-            table.push_back(std::move(row));
+        while (check(sd_bus_message_at_end(call, 0), "read rows") == 0) {
+            table.push_back(readStrings(call));
         }
         check(sd_bus_message_exit_container(call), "exit rows");
-        simulator.setRows(path, table);
+        serviceOf(userdata).control().setRows(path, table);
         return replyEmpty(call);
     });
 }
 
 int loadModel(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        Service& service = serviceOf(userdata);
-        const std::string file = readString(call);
-        try {
-            tvsim::LoadedModel loaded = loadServedModel(file, service.simulator());
-            // The model gave these actions their own answer again.
-            for (const tvsim::ActionEntry& action : loaded.description.actions) {
-                service.answers().forget(action.path);
-            }
-            service.models().add(std::move(loaded));
-        } catch (const tvsim::ModelFileError& failure) {
-            throw BusError(kErrorBadModelFile, failure.what());
-        }
+        serviceOf(userdata).control().loadModel(readString(call));
         return replyEmpty(call);
     });
 }

@@ -1,8 +1,7 @@
-// The dashboard's changes to the TV, from decoded requests. Runs on an HTTP
-// thread: everything goes to the simulator, which any thread may use, except
-// giving an action its own answer back, which needs the loaded models and is
-// posted to the bus thread (never waited for). Throws web::ApiError: 404 when
-// the model holds no such path, 400 when the request does not fit it.
+// The dashboard's changes to the TV, from decoded requests, made through the
+// TV's controls (any thread may use them). Runs on an HTTP thread. What the
+// controls refuse comes out as their tvsim::ControlError; a value of another
+// shape than the path's type as web::ApiError 400.
 #pragma once
 
 #include "service.h"

@@ -16,22 +16,6 @@ json valueJson(const tvsim::ModelValue& value) {
     return std::visit([](const auto& held) { return json(held); }, value);
 }
 
-tvsim::ModelValue readValue(const tvsim::Simulator& simulator, const std::string& path, tvsim::ValueType type) {
-    switch (type) {
-        case tvsim::ValueType::INTEGER:
-            return simulator.integer(path);
-        case tvsim::ValueType::INT64:
-            return simulator.int64(path);
-        case tvsim::ValueType::STRING:
-            return simulator.string(path);
-        case tvsim::ValueType::INTEGER_VECTOR:
-            return simulator.integerVector(path);
-        case tvsim::ValueType::STRING_VECTOR:
-            return simulator.stringVector(path);
-    }
-    throw std::invalid_argument("unknown value type");
-}
-
 json argumentsJson(std::vector<lomodelapi::Argument> arguments) {
     std::stable_sort(arguments.begin(), arguments.end(),
                      [](const auto& left, const auto& right) { return left.position < right.position; });
@@ -146,23 +130,22 @@ std::string channelNumber(const json& tables, const std::string& uuid) {
 
 }  // namespace
 
-TvReader::TvReader(const tvsim::Simulator& simulator, const AnswerChoices& answers,
-                   std::optional<tvsim::SourceSwitchResponder> sourceSwitch)
-    : m_simulator(simulator), m_answers(answers), m_sourceSwitch(std::move(sourceSwitch)) {}
+TvReader::TvReader(const tvsim::Simulator& simulator, tvsim::LocalTvControl& control)
+    : m_simulator(simulator), m_control(control) {}
 
 TvPicture TvReader::read() const {
     TvPicture picture;
     picture.values = json::object();
     picture.actions = json::object();
     picture.tables = json::object();
-    const std::map<std::string, tvsim::Reply> chosen = m_answers.chosen();
+    const std::map<std::string, tvsim::Reply> chosen = m_control.chosenReplies();
     for (const tvsim::ModelEntry& entry : m_simulator.list()) {
         // A path another thread removes meanwhile is simply left out of this picture.
         try {
             tvsim::ValueType type{};
             if (tvsim::valueTypeOfObject(entry.type, type)) {
                 picture.values[entry.path] = {{"type", tvsim::valueTypeName(type)},
-                                              {"value", valueJson(readValue(m_simulator, entry.path, type))}};
+                                              {"value", valueJson(m_simulator.value(entry.path))}};
             } else if (entry.type == lomodelapi::OBJECT_TYPE_ACTION) {
                 const auto found = chosen.find(entry.path);
                 picture.actions[entry.path] = found == chosen.end() ? json(nullptr) : answerJson(found->second);
@@ -190,16 +173,23 @@ json TvReader::readPanel(const TvPicture& picture) const {
     if (const auto noBanner = picture.values.find(kNoBannerPath); noBanner != picture.values.end()) {
         panel["noBanner"] = (*noBanner)["value"];
     }
-    if (!m_sourceSwitch) {
+    std::optional<tvsim::SourceSwitchState> tv;
+    if (picture.actions.contains(tvsim::kSourceSwitchPath)) {
+        try {
+            tv = m_control.sourceSwitch(tvsim::kSourceSwitchPath);
+        } catch (const tvsim::ControlError&) {
+            // Removed since the picture listed it.
+        }
+    }
+    if (!tv) {
         return panel;
     }
-    using Resource = tvsim::SourceSwitchResponder;
-    panel["video"] = holderName(m_sourceSwitch->holder(Resource::RESOURCE_VIDEO));
-    panel["audio"] = holderName(m_sourceSwitch->holder(Resource::RESOURCE_AUDIO));
-    panel["psi"] = holderName(m_sourceSwitch->holder(Resource::RESOURCE_PSI));
-    panel["playbackStatus"] = m_sourceSwitch->playbackStatus();
-    if (m_sourceSwitch->currentChannelIndex() >= 0) {
-        const tvsim::Channel channel = m_sourceSwitch->currentChannel();
+    panel["video"] = holderName(tv->video);
+    panel["audio"] = holderName(tv->audio);
+    panel["psi"] = holderName(tv->psi);
+    panel["playbackStatus"] = tv->playbackStatus;
+    if (tv->channelIndex >= 0) {
+        const tvsim::Channel& channel = tv->channel;
         panel["channel"] = {{"number", channelNumber(picture.tables, channel.uuid)},
                             {"name", channel.name},
                             {"uri", channel.uri},

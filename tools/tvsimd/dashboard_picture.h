@@ -4,10 +4,7 @@
 // thread; the simulator and the answer choices may be used from any thread.
 #pragma once
 
-#include "answer_choices.h"
-
-#include <tvsim/simulator.h>
-#include <tvsim/source_switch.h>
+#include <tvsim/local_tv_control.h>
 
 #include <nlohmann/json.hpp>
 
@@ -34,9 +31,8 @@ constexpr std::size_t kMaxRequests = 500;
 
 class TvReader {
 public:
-    // sourceSwitch: the responder whose state the panel shows; none leaves the panel without channel and holders.
-    TvReader(const tvsim::Simulator& simulator, const AnswerChoices& answers,
-             std::optional<tvsim::SourceSwitchResponder> sourceSwitch);
+    // The panel shows the state of the model's source-switch action, when it has one.
+    TvReader(const tvsim::Simulator& simulator, tvsim::LocalTvControl& control);
 
     TvPicture read() const;
 
@@ -44,8 +40,7 @@ private:
     nlohmann::json readPanel(const TvPicture& picture) const;
 
     const tvsim::Simulator& m_simulator;
-    const AnswerChoices& m_answers;
-    const std::optional<tvsim::SourceSwitchResponder> m_sourceSwitch;
+    tvsim::LocalTvControl& m_control;
     const std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
 };
 

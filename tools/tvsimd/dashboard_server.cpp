@@ -82,6 +82,8 @@ httplib::Server::Handler commandRoute(const std::string& token, Decode decode, A
             replyJson(response, 200, "{}");
         } catch (const web::ApiError& error) {
             replyError(response, error.status(), error.what());
+        } catch (const tvsim::ControlError& refused) {
+            replyError(response, web::httpStatusOf(refused.kind()), refused.what());
         } catch (const std::exception& error) {
             replyError(response, 500, error.what());
         }
@@ -108,9 +110,8 @@ HttpEndpoint parseHttpEndpoint(const std::string& text) {
     return endpoint;
 }
 
-DashboardServer::DashboardServer(Service& service, std::optional<tvsim::SourceSwitchResponder> sourceSwitch,
-                                 const HttpEndpoint& endpoint, bool allowRemote)
-    : m_reader(service.simulator(), service.answers(), std::move(sourceSwitch)),
+DashboardServer::DashboardServer(Service& service, const HttpEndpoint& endpoint, bool allowRemote)
+    : m_reader(service.simulator(), service.control()),
       m_commands(service),
       m_token(makeToken()),
       m_server(std::make_unique<httplib::Server>()) {

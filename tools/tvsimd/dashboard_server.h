@@ -46,8 +46,7 @@ class DashboardServer {
 public:
     // Binds and starts serving. Throws std::runtime_error with one line when the
     // address is not loopback and remote clients are not allowed, or it cannot bind.
-    DashboardServer(Service& service, std::optional<tvsim::SourceSwitchResponder> sourceSwitch,
-                    const HttpEndpoint& endpoint, bool allowRemote);
+    DashboardServer(Service& service, const HttpEndpoint& endpoint, bool allowRemote);
     ~DashboardServer();  // ends the event streams, stops serving, joins its threads
 
     DashboardServer(const DashboardServer&) = delete;

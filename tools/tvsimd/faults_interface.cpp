@@ -8,20 +8,15 @@
 namespace tvsimd {
 namespace {
 
-tvsim::Simulator& simulatorOf(void* userdata) {
-    return static_cast<Service*>(userdata)->simulator();
+tvsim::TvControl& controlOf(void* userdata) {
+    return serviceOf(userdata).control();
 }
 
 int failNextConnects(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
         const std::string path = readString(call);
-        const int count = requireCount(readInt(call));
-        const int status = readInt(call);
-        if (status == 0) {
-            throw BusError(kErrorInvalidArgument,
-                           "A failing connect needs a non-zero status; use NullObjectOnNextConnects for status 0.");
-        }
-        simulatorOf(userdata).failNextConnects(path, count, status);
+        const int count = readInt(call);
+        controlOf(userdata).failNextConnects(path, count, readInt(call));
         return replyEmpty(call);
     });
 }
@@ -29,68 +24,70 @@ int failNextConnects(sd_bus_message* call, void* userdata, sd_bus_error* error) 
 int nullObjectOnNextConnects(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
         const std::string path = readString(call);
-        simulatorOf(userdata).nullObjectOnNextConnects(path, requireCount(readInt(call)));
+        controlOf(userdata).nullObjectOnNextConnects(path, readInt(call));
         return replyEmpty(call);
     });
 }
 
 int reportType(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        tvsim::Simulator& simulator = simulatorOf(userdata);
         const std::string path = readString(call);
-        realTypeOf(simulator, path);
-        simulator.reportType(path, static_cast<lomodelapi::ObjectTypeSpec>(readInt(call)));
+        controlOf(userdata).reportType(path, static_cast<lomodelapi::ObjectTypeSpec>(readInt(call)));
         return replyEmpty(call);
     });
 }
 
 int failGetter(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        tvsim::Simulator& simulator = simulatorOf(userdata);
         const std::string path = readString(call);
-        realTypeOf(simulator, path);
-        simulator.failGetter(path, readInt(call));
+        controlOf(userdata).failGetter(path, readInt(call));
         return replyEmpty(call);
     });
 }
 
 int refuseNextInvokes(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        tvsim::Simulator& simulator = simulatorOf(userdata);
         const std::string path = readString(call);
-        requireType(simulator, path, lomodelapi::OBJECT_TYPE_ACTION);
-        const int count = requireCount(readInt(call));
-        simulator.refuseNextInvokes(path, count, readInt(call));
+        const int count = readInt(call);
+        controlOf(userdata).refuseNextInvokes(path, count, readInt(call));
         return replyEmpty(call);
     });
 }
 
 int failNextCreateIterators(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        tvsim::Simulator& simulator = simulatorOf(userdata);
         const std::string path = readString(call);
-        requireType(simulator, path, lomodelapi::OBJECT_TYPE_TABLE);
-        simulator.failNextCreateIterators(path, requireCount(readInt(call)));
+        controlOf(userdata).failNextCreateIterators(path, readInt(call));
         return replyEmpty(call);
     });
 }
 
+int clearFaults(sd_bus_message* call, void* userdata, sd_bus_error* error) {
+    return handleMethod(error, [&] {
+        controlOf(userdata).clearFaults(readString(call));
+        return replyEmpty(call);
+    });
+}
+
+bool readFlag(sd_bus_message* call) {
+    int flag = 0;
+    check(sd_bus_message_read_basic(call, 'b', &flag), "read flag");
+    return flag != 0;
+}
+
 int refuseInterfaceReference(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        int refuse = 0;
-        check(sd_bus_message_read_basic(call, 'b', &refuse), "read flag");
-        simulatorOf(userdata).refuseInterfaceReference(refuse != 0, readInt(call));
+        const bool refuse = readFlag(call);
+        controlOf(userdata).refuseInterfaceReference(refuse, readInt(call));
         return replyEmpty(call);
     });
 }
 
 // For the faults that take one flag.
-template <void (tvsim::FaultInjection::*Fault)(bool)>
+template <void (tvsim::TvControl::*Fault)(bool)>
 int flagFault(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        int flag = 0;
-        check(sd_bus_message_read_basic(call, 'b', &flag), "read flag");
-        (simulatorOf(userdata).*Fault)(flag != 0);
+        (controlOf(userdata).*Fault)(readFlag(call));
         return replyEmpty(call);
     });
 }
@@ -109,12 +106,13 @@ const sd_bus_vtable kVtable[] = {
                              "", , refuseNextInvokes, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD_WITH_NAMES("FailNextCreateIterators", "si", SD_BUS_PARAM(path) SD_BUS_PARAM(count), "", ,
                              failNextCreateIterators, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_NAMES("ClearFaults", "s", SD_BUS_PARAM(path), "", , clearFaults, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD_WITH_NAMES("RefuseInterfaceReference", "bi", SD_BUS_PARAM(refuse) SD_BUS_PARAM(status), "", ,
                              refuseInterfaceReference, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD_WITH_NAMES("EmptyInterfaceReference", "b", SD_BUS_PARAM(empty), "", ,
-                             flagFault<&tvsim::FaultInjection::emptyInterfaceReference>, SD_BUS_VTABLE_UNPRIVILEGED),
+                             flagFault<&tvsim::TvControl::emptyInterfaceReference>, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD_WITH_NAMES("NullRootObject", "b", SD_BUS_PARAM(null), "", ,
-                             flagFault<&tvsim::FaultInjection::nullRootObject>, SD_BUS_VTABLE_UNPRIVILEGED),
+                             flagFault<&tvsim::TvControl::nullRootObject>, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_VTABLE_END};
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include "dashboard_server.h"
 #include "log.h"
 #include "private_bus.h"
-#include "served_replies.h"
 #include "service.h"
 
 #include <tvsim/debug_capture.h>
@@ -78,26 +77,20 @@ int serve(const Options& options) {
         address = privateBus->address();
     }
     tvsim::Simulator simulator;
-    tvsimd::LoadedModels models;
-    models.add(options.modelFile.empty() ? tvsim::loadDefaultModel(simulator)
-                                         : tvsimd::loadServedModel(options.modelFile, simulator));
-    // The dashboard's panel shows the TV the model's source switch keeps (a copy shares its state).
-    std::optional<tvsim::SourceSwitchResponder> sourceSwitch;
-    if (const tvsim::SourceSwitchResponder* found = models.sourceSwitch(tvsim::kSourceSwitchPath)) {
-        sourceSwitch = *found;
-    }
+    tvsim::LoadedModel model = options.modelFile.empty() ? tvsim::loadDefaultModel(simulator)
+                                                         : tvsim::loadModelFile(options.modelFile, simulator);
     // Looked up before any client can set a framework fault; the framework keeps it for the whole process.
     boost::shared_ptr<frame::Interface> reference;
     if (frame::Process::getInstance().getInterfaceReference(reference, kRootInterfaceName) != 0 ||
         reference == nullptr || reference->getObject() == nullptr) {
         throw std::runtime_error("the simulator offers no root interface");
     }
-    tvsimd::Service service(simulator, *static_cast<RootInterface*>(reference->getObject()), std::move(models));
+    tvsimd::Service service(simulator, *static_cast<RootInterface*>(reference->getObject()), std::move(model));
     service.open(address);
     // After the service, so that it stops serving before the service goes.
     std::optional<tvsimd::DashboardServer> dashboard;
     if (!options.http.empty()) {
-        dashboard.emplace(service, sourceSwitch, tvsimd::parseHttpEndpoint(options.http), options.httpAllowRemote);
+        dashboard.emplace(service, tvsimd::parseHttpEndpoint(options.http), options.httpAllowRemote);
     }
     if (privateBus) {
         std::cout << "export DBUS_SESSION_BUS_ADDRESS=" << shellQuoted(address) << "\n";

@@ -7,14 +7,6 @@
 #include <cstring>
 
 namespace tvsimd {
-namespace {
-
-std::string describe(lomodelapi::ObjectTypeSpec type) {
-    const std::string name = tvsim::objectTypeName(type);
-    return (name.find_first_of("aeiou") == 0 ? "an " : "a ") + name;
-}
-
-}  // namespace
 
 std::string readString(sd_bus_message* message) {
     const char* text = nullptr;
@@ -63,44 +55,11 @@ int replyStatus(sd_bus_message* call, int status) {
     });
 }
 
-lomodelapi::ObjectTypeSpec realTypeOf(const tvsim::Simulator& simulator, const std::string& path) {
-    for (const tvsim::ModelEntry& entry : simulator.list(path)) {
-        if (entry.path == path) {
-            return entry.type;
-        }
-    }
-    throw BusError(kErrorUnknownPath, "The model holds no object at '" + path + "'.");
-}
-
-tvsim::ValueType valueTypeAt(const tvsim::Simulator& simulator, const std::string& path) {
-    const lomodelapi::ObjectTypeSpec type = realTypeOf(simulator, path);
-    tvsim::ValueType valueType{};
-    if (!tvsim::valueTypeOfObject(type, valueType)) {
-        throw BusError(kErrorWrongType, path + " is " + describe(type) + ", not a value.");
-    }
-    return valueType;
-}
-
-tvsim::ModelValue modelValueAt(const tvsim::Simulator& simulator, const std::string& path) {
-    switch (valueTypeAt(simulator, path)) {
-        case tvsim::ValueType::INTEGER:
-            return simulator.integer(path);
-        case tvsim::ValueType::INT64:
-            return simulator.int64(path);
-        case tvsim::ValueType::STRING:
-            return simulator.string(path);
-        case tvsim::ValueType::INTEGER_VECTOR:
-            return simulator.integerVector(path);
-        case tvsim::ValueType::STRING_VECTOR:
-            return simulator.stringVector(path);
-    }
-    return {};
-}
-
-void requireType(const tvsim::Simulator& simulator, const std::string& path, lomodelapi::ObjectTypeSpec type) {
-    const lomodelapi::ObjectTypeSpec real = realTypeOf(simulator, path);
-    if (real != type) {
-        throw BusError(kErrorWrongType, path + " is " + describe(real) + ", not " + describe(type) + ".");
+lomodelapi::ObjectTypeSpec typeOrNone(const tvsim::Simulator& simulator, const std::string& path) {
+    try {
+        return simulator.typeAt(path);
+    } catch (const tvsim::ControlError&) {
+        return lomodelapi::OBJECT_TYPE_NONE;
     }
 }
 
@@ -121,13 +80,6 @@ int nodeList(const std::vector<std::string>& paths, char*** nodes) {
     }
     *nodes = list;
     return 0;
-}
-
-int requireCount(int count) {
-    if (count < 0) {
-        throw BusError(kErrorInvalidArgument, "The count must not be negative; got " + std::to_string(count) + ".");
-    }
-    return count;
 }
 
 }  // namespace tvsimd

@@ -3,7 +3,6 @@
 // Bus thread only.
 #pragma once
 
-#include <tvsim/model_file.h>
 #include <tvsim/simulator.h>
 
 #include <systemd/sd-bus.h>
@@ -29,18 +28,9 @@ int reply(sd_bus_message* call, const std::function<void(sd_bus_message*)>& appe
 int replyEmpty(sd_bus_message* call);
 int replyStatus(sd_bus_message* call, int status);
 
-// The real type of the object at the path; UnknownPath when there is none.
-lomodelapi::ObjectTypeSpec realTypeOf(const tvsim::Simulator& simulator, const std::string& path);
-// The value type at the path; UnknownPath, or WrongType for an action, a table or another object.
-tvsim::ValueType valueTypeAt(const tvsim::Simulator& simulator, const std::string& path);
-// The value the model holds at the path; UnknownPath or WrongType as above.
-tvsim::ModelValue modelValueAt(const tvsim::Simulator& simulator, const std::string& path);
-// UnknownPath or WrongType unless the path holds an object of this real type.
-void requireType(const tvsim::Simulator& simulator, const std::string& path, lomodelapi::ObjectTypeSpec type);
+// The type of the object at the path; OBJECT_TYPE_NONE when there is none.
+lomodelapi::ObjectTypeSpec typeOrNone(const tvsim::Simulator& simulator, const std::string& path);
 // Hands the paths to sd-bus as a node enumerator's answer; returns what the enumerator returns.
 int nodeList(const std::vector<std::string>& paths, char*** nodes);
-
-// A count for a fault: InvalidArgument when negative.
-int requireCount(int count);
 
 }  // namespace tvsimd

@@ -19,12 +19,7 @@ int findObject(sd_bus*, const char* objectPath, const char*, void* userdata, voi
     if (!modelPathOf(objectPath, modelPath)) {
         return 0;
     }
-    lomodelapi::ObjectTypeSpec realType = lomodelapi::OBJECT_TYPE_NONE;
-    for (const tvsim::ModelEntry& entry : fallback.service->simulator().list(modelPath)) {
-        if (entry.path == modelPath) {
-            realType = entry.type;
-        }
-    }
+    lomodelapi::ObjectTypeSpec realType = typeOrNone(fallback.service->simulator(), modelPath);
     if (realType == lomodelapi::OBJECT_TYPE_NONE && !fallback.service->clients().connectedTo(modelPath, realType)) {
         return 0;
     }

@@ -27,7 +27,7 @@ int typeProperty(sd_bus*, const char* objectPath, const char*, const char*, sd_b
                  sd_bus_error* error) {
     return handleMethod(error, [&] {
         const std::string path = modelPathOfObject(objectPath);
-        const std::string name = tvsim::objectTypeName(realTypeOf(serviceOf(userdata).simulator(), path));
+        const std::string name = tvsim::objectTypeName(serviceOf(userdata).simulator().typeAt(path));
         return check(sd_bus_message_append_basic(answer, 's', name.c_str()), "append type");
     });
 }

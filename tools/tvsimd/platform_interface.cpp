@@ -28,15 +28,6 @@ int getInterfaceReference(sd_bus_message* call, void*, sd_bus_error* error) {
     });
 }
 
-lomodelapi::ObjectTypeSpec realTypeOrNone(const tvsim::Simulator& simulator, const std::string& path) {
-    for (const tvsim::ModelEntry& entry : simulator.list(path)) {
-        if (entry.path == path) {
-            return entry.type;
-        }
-    }
-    return lomodelapi::OBJECT_TYPE_NONE;
-}
-
 // Connect(s path) -> (i status, t connection, o object, i realType). An object
 // is handed out only with status 0; otherwise connection is 0 and object "/".
 int connect(sd_bus_message* call, void* userdata, sd_bus_error* error) {
@@ -44,7 +35,7 @@ int connect(sd_bus_message* call, void* userdata, sd_bus_error* error) {
         Service& service = serviceOf(userdata);
         const std::string path = readString(call);
         const std::string client = senderOf(call);
-        const lomodelapi::ObjectTypeSpec realType = realTypeOrNone(service.simulator(), path);
+        const lomodelapi::ObjectTypeSpec realType = typeOrNone(service.simulator(), path);
         const ClientConnection* made = nullptr;
         const int status = service.clients().connect(client, path, realType, made);
         logLine(kLogTrace, client + " connect " + path + ": " + std::to_string(status));

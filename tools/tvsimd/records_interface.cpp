@@ -27,12 +27,10 @@ int replyRecords(sd_bus_message* call, const std::string& fields, const std::vec
 
 int connects(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        Service& service = serviceOf(userdata);
-        return replyRecords(call, "ssib", service.simulator().connects(),
-                            [&](sd_bus_message* answer, const tvsim::ConnectRecord& record) {
-                                check(sd_bus_message_append(answer, "ssib", record.path.c_str(),
-                                                            service.clients().label(record.observer).c_str(),
-                                                            record.status, record.object != nullptr),
+        return replyRecords(call, "ssib", serviceOf(userdata).control().connects(),
+                            [&](sd_bus_message* answer, const tvsim::ClientConnect& record) {
+                                check(sd_bus_message_append(answer, "ssib", record.path.c_str(), record.client.c_str(),
+                                                            record.status, record.object),
                                       "append connect");
                             });
     });
@@ -52,7 +50,7 @@ int disconnects(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 
 int invokes(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        return replyRecords(call, "suia(nnns)", serviceOf(userdata).simulator().invokes(),
+        return replyRecords(call, "suia(nnns)", serviceOf(userdata).control().invokes(),
                             [](sd_bus_message* answer, const tvsim::InvokeRecord& record) {
                                 check(sd_bus_message_append(answer, "sui", record.path.c_str(),
                                                             static_cast<std::uint32_t>(record.actionId), record.status),
@@ -88,7 +86,7 @@ int countOf(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 int clear(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
         Service& service = serviceOf(userdata);
-        service.simulator().clearRecords();
+        service.control().clearRecords();
         service.clients().clearEnded();
         return replyEmpty(call);
     });

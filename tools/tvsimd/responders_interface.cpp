@@ -3,7 +3,6 @@
 #include "bus_error.h"
 #include "bus_names.h"
 #include "method_support.h"
-#include "served_replies.h"
 #include "service.h"
 #include "value_codec.h"
 
@@ -11,12 +10,6 @@
 
 namespace tvsimd {
 namespace {
-
-std::string actionPath(sd_bus_message* call, tvsim::Simulator& simulator) {
-    std::string path = readString(call);
-    requireType(simulator, path, lomodelapi::OBJECT_TYPE_ACTION);
-    return path;
-}
 
 tvsim::Reply::Kind replyKind(const char* name) {
     if (std::strcmp(name, "results") == 0) {
@@ -35,8 +28,7 @@ tvsim::Reply::Kind replyKind(const char* name) {
 // SetReply(s path, s kind, i error, u delayMs, i copies, b beforeInvokeReturns, a(nnns) results)
 int setReply(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        tvsim::Simulator& simulator = serviceOf(userdata).simulator();
-        const std::string path = actionPath(call, simulator);
+        const std::string path = readString(call);
         const char* kind = nullptr;
         std::uint32_t delayMs = 0;
         int early = 0;
@@ -46,47 +38,35 @@ int setReply(sd_bus_message* call, void* userdata, sd_bus_error* error) {
         answer.delay = std::chrono::milliseconds(delayMs);
         answer.beforeInvokeReturns = early != 0;
         answer.results = readArguments(call);
-        try {
-            checkServedReply(answer);
-        } catch (const std::invalid_argument& refused) {
-            throw BusError(kErrorInvalidArgument, refused.what());
-        }
-        simulator.setResponder(path,
-                               [answer](unsigned int, const std::vector<lomodelapi::Argument>&) { return answer; });
-        serviceOf(userdata).answers().chose(path, answer);
+        serviceOf(userdata).control().setReply(path, answer);
         return replyEmpty(call);
     });
 }
 
 int resetReply(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        Service& service = serviceOf(userdata);
-        const std::string path = actionPath(call, service.simulator());
-        service.simulator().setResponder(path, service.models().ownResponder(path));
-        service.answers().forget(path);
+        serviceOf(userdata).control().resetReply(readString(call));
         return replyEmpty(call);
     });
 }
 
 int emitResult(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        tvsim::Simulator& simulator = serviceOf(userdata).simulator();
-        const std::string path = actionPath(call, simulator);
+        const std::string path = readString(call);
         std::uint32_t actionId = 0;
         check(sd_bus_message_read_basic(call, 'u', &actionId), "read action id");
-        simulator.emitResult(path, actionId, readArguments(call));
+        serviceOf(userdata).control().emitResult(path, actionId, readArguments(call));
         return replyEmpty(call);
     });
 }
 
 int emitExecutionError(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        tvsim::Simulator& simulator = serviceOf(userdata).simulator();
-        const std::string path = actionPath(call, simulator);
+        const std::string path = readString(call);
         std::uint32_t actionId = 0;
         int code = 0;
         check(sd_bus_message_read(call, "ui", &actionId, &code), "read outcome");
-        simulator.emitExecutionError(path, actionId, code);
+        serviceOf(userdata).control().emitExecutionError(path, actionId, code);
         return replyEmpty(call);
     });
 }
@@ -97,23 +77,17 @@ int emitExecutionError(sd_bus_message* call, void* userdata, sd_bus_error* error
 // (and the rest zero) when the model gave it none.
 int sourceSwitch(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        Service& service = serviceOf(userdata);
-        const std::string path = actionPath(call, service.simulator());
-        const tvsim::SourceSwitchResponder* tv = service.models().sourceSwitch(path);
+        const std::optional<tvsim::SourceSwitchState> tv = serviceOf(userdata).control().sourceSwitch(readString(call));
         return reply(call, [&](sd_bus_message* answer) {
-            if (tv == nullptr) {
+            if (!tv) {
                 check(sd_bus_message_append(answer, "biiiiissssi", 0, 0, 0, 0, 0, -1, "", "", "", "", 0), "append");
                 return;
             }
-            using Responder = tvsim::SourceSwitchResponder;
-            const tvsim::Channel channel = tv->currentChannel();
-            const std::vector<tvsim::SourceSwitchRequest> requests = tv->requests();
-            check(sd_bus_message_append(
-                      answer, "biiiiissssi", 1, static_cast<int>(tv->holder(Responder::RESOURCE_VIDEO)),
-                      static_cast<int>(tv->holder(Responder::RESOURCE_AUDIO)),
-                      static_cast<int>(tv->holder(Responder::RESOURCE_PSI)), tv->playbackStatus(),
-                      tv->currentChannelIndex(), channel.uuid.c_str(), channel.uri.c_str(), channel.name.c_str(),
-                      channel.folderUuid.c_str(), requests.empty() ? 0 : requests.back().failure),
+            const tvsim::Channel& channel = tv->channel;
+            check(sd_bus_message_append(answer, "biiiiissssi", 1, static_cast<int>(tv->video),
+                                        static_cast<int>(tv->audio), static_cast<int>(tv->psi), tv->playbackStatus,
+                                        tv->channelIndex, channel.uuid.c_str(), channel.uri.c_str(),
+                                        channel.name.c_str(), channel.folderUuid.c_str(), tv->lastFailure),
                   "append");
         });
     });

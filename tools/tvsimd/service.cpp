@@ -22,12 +22,13 @@ void require(int result, const std::string& what) {
 
 }  // namespace
 
-Service::Service(tvsim::Simulator& simulator, RootInterface& root, LoadedModels models)
+Service::Service(tvsim::Simulator& simulator, RootInterface& root, tvsim::LoadedModel model)
     : m_simulator(simulator),
       m_root(root),
-      m_models(std::move(models)),
       m_flusher(simulator, m_queue),
-      m_clients(root, m_queue) {}
+      m_clients(root, m_queue),
+      m_control(simulator, std::move(model),
+                [this](lomodelapi::Observer* observer) { return m_clients.label(observer); }) {}
 
 Service::~Service() {
     // Before the bus goes: no observer may post for a client after this.

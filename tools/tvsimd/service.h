@@ -4,12 +4,11 @@
 // it only through the notification queue.
 #pragma once
 
-#include "answer_choices.h"
 #include "clients.h"
 #include "flush_worker.h"
-#include "loaded_models.h"
 #include "notification_queue.h"
 
+#include <tvsim/local_tv_control.h>
 #include <tvsim/simulator.h>
 
 #include <systemd/sd-bus.h>
@@ -21,8 +20,9 @@ namespace tvsimd {
 
 class Service {
 public:
-    // root is the simulator's root interface, looked up before any fault could hide it.
-    Service(tvsim::Simulator& simulator, RootInterface& root, LoadedModels models);
+    // root is the simulator's root interface, looked up before any fault could
+    // hide it; model is what the simulator was loaded with.
+    Service(tvsim::Simulator& simulator, RootInterface& root, tvsim::LoadedModel model);
     ~Service();  // gives back what clients held, leaves the bus
 
     Service(const Service&) = delete;
@@ -39,10 +39,11 @@ public:
     tvsim::Simulator& simulator() { return m_simulator; }
     RootInterface& root() { return m_root; }
     Clients& clients() { return m_clients; }
-    LoadedModels& models() { return m_models; }
     NotificationQueue& queue() { return m_queue; }
     FlushWorker& flusher() { return m_flusher; }
-    AnswerChoices& answers() { return m_answers; }  // any thread
+    // The TV's controls: any thread, but connects() names clients from the bus
+    // thread's bookkeeping, so it is called there only.
+    tvsim::LocalTvControl& control() { return m_control; }
 
 private:
     static int onQueue(sd_event_source* source, int fd, std::uint32_t events, void* service);
@@ -50,11 +51,10 @@ private:
 
     tvsim::Simulator& m_simulator;
     RootInterface& m_root;
-    LoadedModels m_models;
     NotificationQueue m_queue;
     FlushWorker m_flusher;  // after the queue it posts to
     Clients m_clients;
-    AnswerChoices m_answers;
+    tvsim::LocalTvControl m_control;  // after the clients it names
     sd_event* m_event = nullptr;
     sd_bus* m_bus = nullptr;
 };

@@ -130,10 +130,7 @@ int setByIndex(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 int valueProperty(sd_bus*, const char* objectPath, const char*, const char*, sd_bus_message* answer, void* userdata,
                   sd_bus_error* error) {
     return handleMethod(error, [&] {
-        tvsim::Simulator& simulator = serviceOf(userdata).simulator();
-        const std::string path = modelPathOfObject(objectPath);
-        const tvsim::ModelValue value = modelValueAt(simulator, path);
-        appendValueVariant(answer, value);
+        appendValueVariant(answer, serviceOf(userdata).simulator().value(modelPathOfObject(objectPath)));
         return 1;
     });
 }

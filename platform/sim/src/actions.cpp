@@ -24,6 +24,20 @@ Reply Reply::none() {
     return reply;
 }
 
+std::string replyRefusal(const Reply& reply) {
+    if (reply.copies < 1 || reply.copies > kMaxReplyCopies) {
+        return "copies are 1 to " + std::to_string(kMaxReplyCopies) + "; got " + std::to_string(reply.copies);
+    }
+    if (reply.delay < std::chrono::milliseconds(0) || reply.delay > kMaxReplyDelay) {
+        return "a delay is 0 to " + std::to_string(kMaxReplyDelay.count()) + " ms; got " +
+               std::to_string(reply.delay.count()) + " ms";
+    }
+    if (reply.beforeInvokeReturns && reply.delay.count() > 0) {
+        return "an outcome that comes before invoke returns cannot be delayed";
+    }
+    return {};
+}
+
 void Model::setResponder(const std::string& path, Responder responder) {
     Lock lock(m_mutex);
     std::swap(entryOf(path, lomodelapi::OBJECT_TYPE_ACTION).responder, responder);
@@ -31,8 +45,9 @@ void Model::setResponder(const std::string& path, Responder responder) {
 
 void Model::refuseNextInvokes(const std::string& path, int count, int status) {
     Lock lock(m_mutex);
-    m_faults[path].refusedInvokes = count;
-    m_faults[path].refusedInvokeStatus = status;
+    PathFaults& faults = faultsFor(path, lomodelapi::OBJECT_TYPE_ACTION, count);
+    faults.refusedInvokes = count;
+    faults.refusedInvokeStatus = status;
 }
 
 namespace {

@@ -36,6 +36,9 @@ void FaultInjection::refuseNextInvokes(const std::string& path, int count, int s
 void FaultInjection::failNextCreateIterators(const std::string& path, int count) {
     core().model.failNextCreateIterators(path, count);
 }
+void FaultInjection::clearFaults(const std::string& path) {
+    core().model.clearFaults(path);
+}
 
 std::map<std::string, PathFaults> FaultInjection::pathFaults() const {
     return core().model.pathFaults();

@@ -3,8 +3,9 @@
 #include "model_objects.h"
 #include "tables.h"
 
+#include <tvsim/control_error.h>
+
 #include <algorithm>
-#include <stdexcept>
 
 namespace tvsim {
 namespace {
@@ -29,8 +30,8 @@ void Model::add(std::shared_ptr<Entry> entry) {
     m_entries[entry->path] = std::move(entry);
 }
 
-void Model::addValue(const std::string& path, lomodelapi::ObjectTypeSpec type, Value value) {
-    auto entry = std::make_shared<Entry>(path, type);
+void Model::addValue(const std::string& path, ModelValue value) {
+    auto entry = std::make_shared<Entry>(path, objectTypeOf(valueTypeOf(value)));
     entry->value = std::move(value);
     Lock lock(m_mutex);
     add(std::move(entry));
@@ -71,26 +72,47 @@ std::vector<ModelEntry> Model::list(const std::string& prefix) const {
     return entries;
 }
 
-Entry& Model::entryOf(const std::string& path, lomodelapi::ObjectTypeSpec type) const {
+Entry& Model::entryAt(const std::string& path) const {
     auto found = m_entries.find(path);
     if (found == m_entries.end()) {
-        throw std::invalid_argument("tvsim: no model object at '" + path + "'");
-    }
-    if (found->second->type != type) {
-        throw std::invalid_argument("tvsim: the model object at '" + path + "' has type " +
-                                    std::to_string(found->second->type) + ", not " + std::to_string(type));
+        throw ControlError::unknownPath(path);
     }
     return *found->second;
 }
 
-Value Model::value(const std::string& path, lomodelapi::ObjectTypeSpec type) const {
-    Lock lock(m_mutex);
-    return entryOf(path, type).value;
+Entry& Model::entryOf(const std::string& path, lomodelapi::ObjectTypeSpec type) const {
+    Entry& entry = entryAt(path);
+    if (entry.type != type) {
+        throw ControlError::wrongType(path, entry.type, describeObjectType(type));
+    }
+    return entry;
 }
 
-void Model::changeValue(const std::string& path, lomodelapi::ObjectTypeSpec type, Value value) {
+Entry& Model::valueEntryOf(const std::string& path, std::optional<ValueType> type) const {
+    Entry& entry = entryAt(path);
+    ValueType held{};
+    if (!valueTypeOfObject(entry.type, held)) {
+        throw ControlError::wrongType(path, entry.type, "a value");
+    }
+    if (type && held != *type) {
+        throw ControlError::wrongType(path, entry.type, describeObjectType(objectTypeOf(*type)));
+    }
+    return entry;
+}
+
+lomodelapi::ObjectTypeSpec Model::typeAt(const std::string& path) const {
     Lock lock(m_mutex);
-    Entry& entry = entryOf(path, type);
+    return entryAt(path).type;
+}
+
+ModelValue Model::value(const std::string& path, std::optional<ValueType> type) const {
+    Lock lock(m_mutex);
+    return valueEntryOf(path, type).value;
+}
+
+void Model::changeValue(const std::string& path, ModelValue value) {
+    Lock lock(m_mutex);
+    Entry& entry = valueEntryOf(path, valueTypeOf(value));
     entry.value = std::move(value);
     notifyValue(entry);
 }
@@ -153,7 +175,7 @@ lomodelapi::ObjectTypeSpec Model::reportedType(const Entry& entry) const {
     return entry.type;
 }
 
-int Model::write(Entry& entry, Value value) {
+int Model::write(Entry& entry, ModelValue value) {
     Lock lock(m_mutex);
     ++m_records.setterCalls[entry.path];
     entry.value = std::move(value);
@@ -217,26 +239,62 @@ void Model::notifyValue(const Entry& entry) {
     }
 }
 
+PathFaults& Model::faultsFor(const std::string& path, lomodelapi::ObjectTypeSpec needed, int count) {
+    if (needed == lomodelapi::OBJECT_TYPE_NONE) {
+        entryAt(path);
+    } else {
+        entryOf(path, needed);
+    }
+    if (count < 0 || count > kMaxFaultCount) {
+        throw ControlError(ControlErrorKind::OUT_OF_RANGE, "A fault's count is 0 to " + std::to_string(kMaxFaultCount) +
+                                                               "; got " + std::to_string(count) + ".");
+    }
+    return m_faults[path];
+}
+
 void Model::failNextConnects(const std::string& path, int count, int status) {
     Lock lock(m_mutex);
-    m_faults[path].failingConnects = count;
-    m_faults[path].failingConnectStatus = status;
+    PathFaults& faults = faultsFor(path, lomodelapi::OBJECT_TYPE_NONE, count);
+    if (status == 0 && count > 0) {
+        throw ControlError(ControlErrorKind::INVALID_ARGUMENT,
+                           "A failing connect needs a non-zero status; a null object with status 0 is a fault of its "
+                           "own.");
+    }
+    faults.failingConnects = count;
+    faults.failingConnectStatus = status;
 }
 
 void Model::nullObjectOnNextConnects(const std::string& path, int count) {
     Lock lock(m_mutex);
-    m_faults[path].nullConnects = count;
+    faultsFor(path, lomodelapi::OBJECT_TYPE_NONE, count).nullConnects = count;
 }
 
 void Model::reportType(const std::string& path, lomodelapi::ObjectTypeSpec type) {
     Lock lock(m_mutex);
-    m_faults[path].reportedType = type;
+    PathFaults& faults = faultsFor(path, lomodelapi::OBJECT_TYPE_NONE);
+    faults.reportedType = type;
+    if (type == entryAt(path).type) {
+        faults.reportedType.reset();
+    }
     m_anyReportedType.store(true, std::memory_order_release);
 }
 
 void Model::failGetter(const std::string& path, int status) {
     Lock lock(m_mutex);
-    m_faults[path].getterStatus = status;
+    PathFaults& faults = faultsFor(path, lomodelapi::OBJECT_TYPE_NONE);
+    const Entry& entry = entryAt(path);
+    ValueType type{};
+    if (!valueTypeOfObject(entry.type, type) || type == ValueType::INTEGER || type == ValueType::INT64) {
+        // The numeric getters answer a value, not a status: a failure could not show.
+        throw ControlError::wrongType(path, entry.type, "a string or vector value");
+    }
+    faults.getterStatus = status;
+}
+
+void Model::clearFaults(const std::string& path) {
+    Lock lock(m_mutex);
+    entryAt(path);
+    m_faults.erase(path);
 }
 
 std::map<std::string, PathFaults> Model::pathFaults() const {

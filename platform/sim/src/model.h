@@ -9,6 +9,7 @@
 #include <tvsim/call_records.h>
 #include <tvsim/fault_injection.h>
 #include <tvsim/model_control.h>
+#include <tvsim/model_value.h>
 
 #include <atomic>
 #include <map>
@@ -25,7 +26,6 @@ class SimTableIterator;
 struct Connection;
 
 using Rows = std::shared_ptr<const std::vector<Row>>;  // replaced whole, so readers may keep a snapshot
-using Value = std::variant<std::monostate, int, long long, std::string, std::vector<int>, std::vector<std::string>>;
 
 // One model object. Everything but `path` and `type` is guarded by the model's mutex.
 struct Entry {
@@ -33,7 +33,7 @@ struct Entry {
 
     const std::string path;
     const lomodelapi::ObjectTypeSpec type;
-    Value value;                               // the five value types
+    ModelValue value;                          // the five value types
     Responder responder;                       // actions
     std::vector<std::string> columns;          // tables
     Rows rows;                                 // tables
@@ -68,15 +68,18 @@ public:
     Model(const Model&) = delete;
     Model& operator=(const Model&) = delete;
 
-    // ---- Entries (control side; unknown paths and wrong types throw std::invalid_argument) ----
-    void addValue(const std::string& path, lomodelapi::ObjectTypeSpec type, Value value);
+    // ---- Entries (control side; unknown paths and wrong types throw ControlError) ----
+    void addValue(const std::string& path, ModelValue value);
     void addAction(const std::string& path, Responder responder);
     void addTable(const std::string& path, std::vector<std::string> columns, std::vector<Row> rows);
     void remove(const std::string& path);
     bool has(const std::string& path) const;
     std::vector<ModelEntry> list(const std::string& prefix) const;
-    Value value(const std::string& path, lomodelapi::ObjectTypeSpec type) const;
-    void changeValue(const std::string& path, lomodelapi::ObjectTypeSpec type, Value value);
+    lomodelapi::ObjectTypeSpec typeAt(const std::string& path) const;
+    // The value at the path; with a type, only a value of that type.
+    ModelValue value(const std::string& path, std::optional<ValueType> type = std::nullopt) const;
+    // A platform-originated change to a value of the same type.
+    void changeValue(const std::string& path, ModelValue value);
 
     // ---- RootInterface ----
     int connect(const std::string& path, lomodelapi::Observer* observer, ModelObject*& object);
@@ -88,7 +91,7 @@ public:
     T read(const Entry& entry) const;
     template <typename T>
     int readInto(const Entry& entry, T& out) const;  // answers the getter fault, if any
-    int write(Entry& entry, Value value);
+    int write(Entry& entry, ModelValue value);
     int writeMap(Entry& entry, const std::map<int, int>& byIndex);
     int writeMap(Entry& entry, const std::map<int, std::string>& byIndex);
 
@@ -117,6 +120,7 @@ public:
     void nullObjectOnNextConnects(const std::string& path, int count);
     void reportType(const std::string& path, lomodelapi::ObjectTypeSpec type);
     void failGetter(const std::string& path, int status);
+    void clearFaults(const std::string& path);
     std::map<std::string, PathFaults> pathFaults() const;
 
     // ---- Records ----
@@ -133,7 +137,13 @@ public:
 
 private:
     void add(std::shared_ptr<Entry> entry) SYSACCESS_REQUIRES(m_mutex);
+    Entry& entryAt(const std::string& path) const SYSACCESS_REQUIRES(m_mutex);
     Entry& entryOf(const std::string& path, lomodelapi::ObjectTypeSpec type) const SYSACCESS_REQUIRES(m_mutex);
+    Entry& valueEntryOf(const std::string& path, std::optional<ValueType> type) const SYSACCESS_REQUIRES(m_mutex);
+    // The path's fault record, once the path holds an object the fault applies to
+    // (any object when needed is OBJECT_TYPE_NONE). A count must not be negative.
+    PathFaults& faultsFor(const std::string& path, lomodelapi::ObjectTypeSpec needed, int count = 0)
+        SYSACCESS_REQUIRES(m_mutex);
     void notifyValue(const Entry& entry) SYSACCESS_REQUIRES(m_mutex);
     void notifyTableUpdate(const Entry& table, int change) SYSACCESS_REQUIRES(m_mutex);
     // Fills the invoke record of the id with the reply (optionally only one without a reply yet).

@@ -45,44 +45,7 @@ private:
     std::shared_ptr<Mutex> m_mutex;
 };
 
-// One family of the simulator's value operations: add... or set....
-struct ValueOperations {
-    void (ModelControl::*integer)(const std::string&, int);
-    void (ModelControl::*int64)(const std::string&, long long);
-    void (ModelControl::*string)(const std::string&, const std::string&);
-    void (ModelControl::*integerVector)(const std::string&, const std::vector<int>&);
-    void (ModelControl::*stringVector)(const std::string&, const std::vector<std::string>&);
-};
-
-constexpr ValueOperations kAddValue{&ModelControl::addInteger, &ModelControl::addInt64, &ModelControl::addString,
-                                    &ModelControl::addIntegerVector, &ModelControl::addStringVector};
-constexpr ValueOperations kSetValue{&ModelControl::setInteger, &ModelControl::setInt64, &ModelControl::setString,
-                                    &ModelControl::setIntegerVector, &ModelControl::setStringVector};
-
-template <typename... Handlers>
-struct Overloaded : Handlers... {
-    using Handlers::operator()...;
-};
-template <typename... Handlers>
-Overloaded(Handlers...) -> Overloaded<Handlers...>;
-
-void applyValue(ModelControl& simulator, const ValueOperations& operations, const std::string& path,
-                const ModelValue& value) {
-    std::visit(Overloaded{
-                   [&](int native) { (simulator.*operations.integer)(path, native); },
-                   [&](long long native) { (simulator.*operations.int64)(path, native); },
-                   [&](const std::string& native) { (simulator.*operations.string)(path, native); },
-                   [&](const std::vector<int>& native) { (simulator.*operations.integerVector)(path, native); },
-                   [&](const std::vector<std::string>& native) { (simulator.*operations.stringVector)(path, native); },
-               },
-               value);
-}
-
 }  // namespace
-
-void setModelValue(Simulator& simulator, const std::string& path, const ModelValue& value) {
-    applyValue(simulator, kSetValue, path, value);
-}
 
 const SourceSwitchResponder* LoadedModel::sourceSwitch(const std::string& actionPath) const {
     auto found = sourceSwitches.find(actionPath);
@@ -90,17 +53,8 @@ const SourceSwitchResponder* LoadedModel::sourceSwitch(const std::string& action
 }
 
 Responder LoadedModel::ownResponder(const std::string& actionPath) const {
-    if (const SourceSwitchResponder* responder = sourceSwitch(actionPath)) {
-        return responder->responder();
-    }
-    for (const ActionEntry& action : description.actions) {
-        if (action.path == actionPath && std::holds_alternative<Reply>(action.answer)) {
-            return [reply = std::get<Reply>(action.answer)](unsigned int, const std::vector<lomodelapi::Argument>&) {
-                return reply;
-            };
-        }
-    }
-    return {};
+    auto found = ownResponders.find(actionPath);
+    return found == ownResponders.end() ? Responder() : found->second;
 }
 
 LoadedModel applyModel(ModelDescription description, Simulator& simulator) {
@@ -108,27 +62,28 @@ LoadedModel applyModel(ModelDescription description, Simulator& simulator) {
     assert(!simulator.onCallbackThread());
     LoadedModel loaded;
     for (const ValueEntry& value : description.values) {
-        applyValue(simulator, kAddValue, value.path, value.value);
+        simulator.addValue(value.path, value.value);
     }
     for (const TableEntry& table : description.tables) {
         simulator.addTable(table.path, table.columns, table.rows);
     }
     for (const ActionEntry& action : description.actions) {
+        Responder own;
         if (const Reply* reply = std::get_if<Reply>(&action.answer)) {
-            simulator.addAction(action.path, [reply = *reply](unsigned int, const std::vector<lomodelapi::Argument>&) {
-                return reply;
-            });
-            continue;
-        }
-        const SourceSwitchEntry& entry = std::get<SourceSwitchEntry>(action.answer);
-        SourceSwitchResponder responder(entry.channels);
-        if (entry.channelNamePath.empty()) {
-            simulator.addAction(action.path, responder.responder());
+            own = [reply = *reply](unsigned int, const std::vector<lomodelapi::Argument>&) { return reply; };
         } else {
-            simulator.setString(entry.channelNamePath, responder.currentChannel().name);
-            simulator.addAction(action.path, ChannelNameFollower(responder, simulator, entry.channelNamePath));
+            const SourceSwitchEntry& entry = std::get<SourceSwitchEntry>(action.answer);
+            SourceSwitchResponder responder(entry.channels);
+            if (entry.channelNamePath.empty()) {
+                own = responder.responder();
+            } else {
+                simulator.setString(entry.channelNamePath, responder.currentChannel().name);
+                own = ChannelNameFollower(responder, simulator, entry.channelNamePath);
+            }
+            loaded.sourceSwitches.emplace(action.path, responder);
         }
-        loaded.sourceSwitches.emplace(action.path, responder);
+        simulator.addAction(action.path, own);
+        loaded.ownResponders.emplace(action.path, std::move(own));
     }
     loaded.description = std::move(description);
     return loaded;

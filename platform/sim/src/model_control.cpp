@@ -8,19 +8,22 @@
 namespace tvsim {
 
 void ModelControl::addInteger(const std::string& path, int value) {
-    core().model.addValue(path, lomodelapi::OBJECT_TYPE_NUMERIC_INTEGER, value);
+    core().model.addValue(path, value);
 }
 void ModelControl::addInt64(const std::string& path, long long value) {
-    core().model.addValue(path, lomodelapi::OBJECT_TYPE_NUMERIC_INT64, value);
+    core().model.addValue(path, value);
 }
 void ModelControl::addString(const std::string& path, const std::string& value) {
-    core().model.addValue(path, lomodelapi::OBJECT_TYPE_STRING, value);
+    core().model.addValue(path, value);
 }
 void ModelControl::addIntegerVector(const std::string& path, const std::vector<int>& value) {
-    core().model.addValue(path, lomodelapi::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER, value);
+    core().model.addValue(path, value);
 }
 void ModelControl::addStringVector(const std::string& path, const std::vector<std::string>& value) {
-    core().model.addValue(path, lomodelapi::OBJECT_TYPE_VECTOR_STRING, value);
+    core().model.addValue(path, value);
+}
+void ModelControl::addValue(const std::string& path, const ModelValue& value) {
+    core().model.addValue(path, value);
 }
 void ModelControl::addAction(const std::string& path, Responder responder) {
     core().model.addAction(path, std::move(responder));
@@ -38,40 +41,49 @@ bool ModelControl::has(const std::string& path) const {
 std::vector<ModelEntry> ModelControl::list(const std::string& prefix) const {
     return core().model.list(prefix);
 }
+lomodelapi::ObjectTypeSpec ModelControl::typeAt(const std::string& path) const {
+    return core().model.typeAt(path);
+}
 
 void ModelControl::setInteger(const std::string& path, int value) {
-    core().model.changeValue(path, lomodelapi::OBJECT_TYPE_NUMERIC_INTEGER, value);
+    core().model.changeValue(path, value);
 }
 void ModelControl::setInt64(const std::string& path, long long value) {
-    core().model.changeValue(path, lomodelapi::OBJECT_TYPE_NUMERIC_INT64, value);
+    core().model.changeValue(path, value);
 }
 void ModelControl::setString(const std::string& path, const std::string& value) {
-    core().model.changeValue(path, lomodelapi::OBJECT_TYPE_STRING, value);
+    core().model.changeValue(path, value);
 }
 void ModelControl::setIntegerVector(const std::string& path, const std::vector<int>& value) {
-    core().model.changeValue(path, lomodelapi::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER, value);
+    core().model.changeValue(path, value);
 }
 void ModelControl::setStringVector(const std::string& path, const std::vector<std::string>& value) {
-    core().model.changeValue(path, lomodelapi::OBJECT_TYPE_VECTOR_STRING, value);
+    core().model.changeValue(path, value);
+}
+void ModelControl::setValue(const std::string& path, const ModelValue& value) {
+    core().model.changeValue(path, value);
 }
 void ModelControl::setRows(const std::string& path, const std::vector<Row>& rows) {
     core().model.setRows(path, rows);
 }
 
 int ModelControl::integer(const std::string& path) const {
-    return std::get<int>(core().model.value(path, lomodelapi::OBJECT_TYPE_NUMERIC_INTEGER));
+    return std::get<int>(core().model.value(path, ValueType::INTEGER));
 }
 long long ModelControl::int64(const std::string& path) const {
-    return std::get<long long>(core().model.value(path, lomodelapi::OBJECT_TYPE_NUMERIC_INT64));
+    return std::get<long long>(core().model.value(path, ValueType::INT64));
 }
 std::string ModelControl::string(const std::string& path) const {
-    return std::get<std::string>(core().model.value(path, lomodelapi::OBJECT_TYPE_STRING));
+    return std::get<std::string>(core().model.value(path, ValueType::STRING));
 }
 std::vector<int> ModelControl::integerVector(const std::string& path) const {
-    return std::get<std::vector<int>>(core().model.value(path, lomodelapi::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER));
+    return std::get<std::vector<int>>(core().model.value(path, ValueType::INTEGER_VECTOR));
 }
 std::vector<std::string> ModelControl::stringVector(const std::string& path) const {
-    return std::get<std::vector<std::string>>(core().model.value(path, lomodelapi::OBJECT_TYPE_VECTOR_STRING));
+    return std::get<std::vector<std::string>>(core().model.value(path, ValueType::STRING_VECTOR));
+}
+ModelValue ModelControl::value(const std::string& path) const {
+    return core().model.value(path);
 }
 std::vector<std::string> ModelControl::columns(const std::string& path) const {
     return core().model.columns(path);

@@ -211,6 +211,10 @@ private:
         if (node.has("before-invoke-returns")) {
             reply.beforeInvokeReturns = node.member("before-invoke-returns").flag();
         }
+        const std::string refusal = replyRefusal(reply);
+        if (!refusal.empty()) {
+            node.fail(refusal);
+        }
         return reply;
     }
 

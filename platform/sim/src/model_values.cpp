@@ -1,7 +1,9 @@
 // Model values: their types and names, values written as JSON, and argument positions.
-#include <tvsim/model_file.h>
+#include <tvsim/model_value.h>
 
 #include "model_parser.h"
+
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cctype>
@@ -67,6 +69,13 @@ const char* valueTypeName(ValueType type) {
     return "string-vector";
 }
 
+lomodelapi::ObjectTypeSpec objectTypeOf(ValueType type) {
+    static constexpr lomodelapi::ObjectTypeSpec kObjectTypes[] = {
+        lomodelapi::OBJECT_TYPE_NUMERIC_INTEGER, lomodelapi::OBJECT_TYPE_NUMERIC_INT64, lomodelapi::OBJECT_TYPE_STRING,
+        lomodelapi::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER, lomodelapi::OBJECT_TYPE_VECTOR_STRING};
+    return kObjectTypes[static_cast<int>(type)];
+}
+
 std::string objectTypeName(lomodelapi::ObjectTypeSpec objectType) {
     ValueType valueType;
     if (valueTypeOfObject(objectType, valueType)) {
@@ -82,6 +91,16 @@ std::string objectTypeName(lomodelapi::ObjectTypeSpec objectType) {
     }
 }
 
+std::optional<lomodelapi::ObjectTypeSpec> objectTypeNamed(const std::string& name) {
+    for (int code = lomodelapi::OBJECT_TYPE_NONE; code <= lomodelapi::OBJECT_TYPE_NUMERIC_INT64; ++code) {
+        const auto type = static_cast<lomodelapi::ObjectTypeSpec>(code);
+        if (name == objectTypeName(type)) {
+            return type;
+        }
+    }
+    return std::nullopt;
+}
+
 ModelValue parseValueJson(ValueType type, const std::string& text) {
     try {
         const modelfile::JsonDocument parsed = modelfile::parseJsonText(text);
@@ -92,6 +111,14 @@ ModelValue parseValueJson(ValueType type, const std::string& text) {
         throw ValueJsonError(
             fault.pointer.empty() ? fault.what : "element " + fault.pointer.substr(1) + ": " + fault.what, false);
     }
+}
+
+std::string valueJsonText(const ModelValue& value) {
+    return std::visit(
+        [](const auto& native) {
+            return nlohmann::json(native).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+        },
+        value);
 }
 
 bool parseArgumentPosition(const std::string& text, std::int8_t& position) {

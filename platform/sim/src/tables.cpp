@@ -1,6 +1,8 @@
 // Tables of the simulated model and their iterators.
 #include "tables.h"
 
+#include <tvsim/control_error.h>
+
 #include <algorithm>
 
 namespace tvsim {
@@ -162,6 +164,13 @@ std::vector<Row> Model::rows(const std::string& path) const {
 void Model::setRows(const std::string& path, std::vector<Row> rows) {
     Lock lock(m_mutex);
     Entry& table = entryOf(path, lomodelapi::OBJECT_TYPE_TABLE);
+    for (std::size_t row = 0; row < rows.size(); ++row) {
+        if (rows[row].size() != table.columns.size()) {
+            throw ControlError(ControlErrorKind::INVALID_ARGUMENT,
+                               "Row " + std::to_string(row) + " has " + std::to_string(rows[row].size()) + " cells; " +
+                                   path + " has " + std::to_string(table.columns.size()) + " columns.");
+        }
+    }
     table.rows = std::make_shared<const std::vector<Row>>(std::move(rows));
     notifyTableUpdate(table, static_cast<int>(table.rows->size()));
 }
@@ -177,7 +186,7 @@ void Model::notifyTableUpdate(const Entry& table, int change) {
 
 void Model::failNextCreateIterators(const std::string& path, int count) {
     Lock lock(m_mutex);
-    m_faults[path].failingCreateIterators = count;
+    faultsFor(path, lomodelapi::OBJECT_TYPE_TABLE, count).failingCreateIterators = count;
 }
 
 TableIteratorObject* Model::createIterator(const std::shared_ptr<Entry>& table, lomodelapi::IteratorType type,

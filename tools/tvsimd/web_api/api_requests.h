@@ -4,7 +4,8 @@
 // all feed them bodies the same way.
 #pragma once
 
-#include <tvsim/model_file.h>
+#include <tvsim/control_error.h>
+#include <tvsim/model_value.h>
 
 #include <nlohmann/json.hpp>
 
@@ -72,6 +73,9 @@ FaultRequest decodeFault(std::string_view body);
 AnswerRequest decodeAnswer(std::string_view body);
 // The value for a path of that type; 400 when it is JSON of another shape or out of range.
 tvsim::ModelValue decodeValue(tvsim::ValueType type, const nlohmann::json& value);
+
+// The HTTP status of a refused control: 404 for what does not exist, 400 for the rest.
+int httpStatusOf(tvsim::ControlErrorKind kind);
 
 // {"error":"<message>"} on one line.
 std::string errorBody(const std::string& message);

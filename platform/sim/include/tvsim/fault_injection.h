@@ -1,8 +1,9 @@
 // Fault injection, one facet of the Simulator: makes the simulated platform
 // answer the way a real one does when something goes wrong, one operation at a
 // time or from now on. Operations may be called from any thread. One given a
-// path that holds no object, or an object of another type, throws
-// std::invalid_argument.
+// path that holds no object, an object of a kind the fault does not apply to,
+// or a count outside 0 to kMaxFaultCount throws ControlError (a
+// std::invalid_argument) and changes nothing.
 #pragma once
 
 #include <lomodelapi/object_type_spec.h>
@@ -14,6 +15,9 @@
 namespace tvsim {
 
 class SimulatorCore;
+
+// The most operations one fault may make fail: more is a typo, not a test.
+constexpr int kMaxFaultCount = 1000000;
 
 // The faults in force on one path; counts are what is left of them.
 struct PathFaults {
@@ -51,12 +55,15 @@ public:
     void failNextConnects(const std::string& path, int count, int status);      // status != 0, null object
     void nullObjectOnNextConnects(const std::string& path, int count);          // status 0, null object
     void reportType(const std::string& path, lomodelapi::ObjectTypeSpec type);  // getType lies from now on
-    void failGetter(const std::string& path, int status);  // string/vector getValue answers status, 0 heals
+    // String and vector getValue answer status from now on; 0 heals. Numeric
+    // getters answer a value and no status, so their paths are refused.
+    void failGetter(const std::string& path, int status);
 
     // ---- Actions and tables ----
     // The next `count` invokes answer `status` without an id or an outcome.
     void refuseNextInvokes(const std::string& path, int count, int status);
     void failNextCreateIterators(const std::string& path, int count);  // createIterator answers null
+    void clearFaults(const std::string& path);                         // every fault on the path taken back
 
     // ---- What is in force now ----
     std::map<std::string, PathFaults> pathFaults() const;  // only the paths with a fault in force

@@ -4,9 +4,11 @@
 //
 // Operations may be called from any thread, including observer callbacks.
 // One given a path that holds no object, or an object of another type, throws
-// std::invalid_argument. Changes are notified to every connected observer on
+// ControlError (a std::invalid_argument). Changes are notified to every connected observer on
 // the callback thread.
 #pragma once
+
+#include <tvsim/model_value.h>
 
 #include <lomodelapi/argument.h>
 #include <lomodelapi/object_type_spec.h>
@@ -43,6 +45,12 @@ struct Reply {
 constexpr int kMaxReplyCopies = 1000;
 constexpr std::chrono::milliseconds kMaxReplyDelay{60 * 1000};
 
+// Why a control of the TV may not give this reply, or empty when it may: copies
+// or a delay beyond those bounds, or a delayed outcome that comes before invoke
+// returns, which would hold up the invoking client (and, in the TV service,
+// every client) for the delay. Lower case, no full stop: "copies are 1 to 1000; got 0".
+std::string replyRefusal(const Reply& reply);
+
 // Decides the reply to one invocation. Runs on the invoking client's thread,
 // inside ActionObject::invoke, with no simulator lock held.
 using Responder = std::function<Reply(unsigned int actionId, const std::vector<lomodelapi::Argument>& arguments)>;
@@ -62,11 +70,13 @@ public:
     void addString(const std::string& path, const std::string& value);
     void addIntegerVector(const std::string& path, const std::vector<int>& value);
     void addStringVector(const std::string& path, const std::vector<std::string>& value);
+    void addValue(const std::string& path, const ModelValue& value);  // of the value's type
     void addAction(const std::string& path, Responder responder);
     void addTable(const std::string& path, const std::vector<std::string>& columns, const std::vector<Row>& rows);
     void remove(const std::string& path);
     bool has(const std::string& path) const;
     std::vector<ModelEntry> list(const std::string& prefix = "") const;  // sorted by path
+    lomodelapi::ObjectTypeSpec typeAt(const std::string& path) const;
 
     // ---- Platform-originated changes, notified to every connected observer ----
     void setInteger(const std::string& path, int value);
@@ -74,7 +84,9 @@ public:
     void setString(const std::string& path, const std::string& value);
     void setIntegerVector(const std::string& path, const std::vector<int>& value);
     void setStringVector(const std::string& path, const std::vector<std::string>& value);
+    void setValue(const std::string& path, const ModelValue& value);  // the path holds a value of the same type
     // Tables: notifies notifyUpdate(new row count) to table observers and to the observers of its iterators.
+    // Every row has one cell per column.
     void setRows(const std::string& path, const std::vector<Row>& rows);
 
     // ---- Reading what the platform holds (client writes included) ----
@@ -83,6 +95,7 @@ public:
     std::string string(const std::string& path) const;
     std::vector<int> integerVector(const std::string& path) const;
     std::vector<std::string> stringVector(const std::string& path) const;
+    ModelValue value(const std::string& path) const;                  // of any value type
     std::vector<std::string> columns(const std::string& path) const;  // of a table
     std::vector<Row> rows(const std::string& path) const;             // of a table
 

@@ -16,12 +16,12 @@
 // Call the load functions from any thread except the simulator's callback thread.
 #pragma once
 
+#include <tvsim/model_value.h>
 #include <tvsim/simulator.h>
 #include <tvsim/source_switch.h>
 
 #include <lomodelapi/object_type_spec.h>
 
-#include <cstdint>
 #include <map>
 #include <stdexcept>
 #include <string>
@@ -34,47 +34,6 @@ class ModelFileError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
-
-// ---- Model values ----
-
-// The alternatives are in the order of ValueType.
-using ModelValue = std::variant<int, long long, std::string, std::vector<int>, std::vector<std::string>>;
-enum class ValueType { INTEGER, INT64, STRING, INTEGER_VECTOR, STRING_VECTOR };
-
-ValueType valueTypeOf(const ModelValue& value);
-ModelValue emptyValueOf(ValueType type);  // 0, 0, "", [], []
-// The value type behind a model object type code; false for actions, tables and the rest.
-bool valueTypeOfObject(lomodelapi::ObjectTypeSpec objectType, ValueType& valueType);
-// "integer", "int64", "string", "integer-vector", "string-vector": the names model files use.
-const char* valueTypeName(ValueType type);
-// Those names for value objects, "action", "table", or "type <code>" for anything else.
-std::string objectTypeName(lomodelapi::ObjectTypeSpec objectType);
-
-class ValueJsonError : public std::invalid_argument {
-public:
-    ValueJsonError(const std::string& what, bool notJson) : std::invalid_argument(what), m_notJson(notJson) {}
-
-    // The text is no JSON at all (or holds a number beyond a double's range).
-    // Otherwise what() says what is wrong and where: "element 1: expected an integer, got ...".
-    bool notJson() const { return m_notJson; }
-
-private:
-    bool m_notJson;
-};
-
-// A value of the type written as JSON, checked as a model file's "value"
-// member is: integers within the type's range, a string, arrays of them.
-// Throws ValueJsonError.
-ModelValue parseValueJson(ValueType type, const std::string& text);
-
-// An argument or result position as model files and tools write it: decimal,
-// 0 to kMaxArgumentPosition (Argument::position is 8 bits). False for anything else.
-constexpr int kMaxArgumentPosition = 127;
-bool parseArgumentPosition(const std::string& text, std::int8_t& position);
-
-// A platform-originated change of the value at the path (Simulator::setInteger
-// and its siblings, by the value's type): notified to every connected observer.
-void setModelValue(Simulator& simulator, const std::string& path, const ModelValue& value);
 
 // ---- The checked form of a model file ----
 
@@ -114,10 +73,12 @@ struct LoadedModel {
     ModelDescription description;
     // The built-in responders by action path; copies share the responder's state.
     std::map<std::string, SourceSwitchResponder> sourceSwitches;
+    // What applying gave each action: its reply, or the built-in responder with
+    // the channel-name value following it.
+    std::map<std::string, Responder> ownResponders;
 
     const SourceSwitchResponder* sourceSwitch(const std::string& actionPath) const;  // null when none
-    // How the model has the action answer: its reply, or the built-in responder
-    // (without the channel-name value following it). Empty when the model has no such action.
+    // How the model has the action answer, everything it does included. Empty when the model has no such action.
     Responder ownResponder(const std::string& actionPath) const;
 };
 

@@ -1,0 +1,262 @@
+#include "tv_control_proxy.h"
+
+#include "bus_error.h"
+#include "bus_names.h"
+#include "value_codec.h"
+
+#include <cstring>
+#include <stdexcept>
+
+namespace tvsimd {
+namespace {
+
+const char* replyKindName(tvsim::Reply::Kind kind) {
+    switch (kind) {
+        case tvsim::Reply::Kind::Failure:
+            return "failure";
+        case tvsim::Reply::Kind::NoReply:
+            return "none";
+        case tvsim::Reply::Kind::Results:
+            break;
+    }
+    return "results";
+}
+
+void appendString(sd_bus_message* message, const std::string& text) {
+    check(sd_bus_message_append_basic(message, 's', text.c_str()), "append string");
+}
+
+}  // namespace
+
+TvControlProxy::TvControlProxy(const std::string& address, std::chrono::milliseconds timeout) : m_timeout(timeout) {
+    const std::string resolved = busAddressOf(address);
+    if (resolved.empty()) {
+        throw std::runtime_error("the session bus is asked for, but DBUS_SESSION_BUS_ADDRESS is not set");
+    }
+    int error = 0;
+    m_bus = openBus(resolved, error);
+    if (!m_bus) {
+        throw std::runtime_error("cannot reach the bus at '" + resolved + "': " + std::strerror(-error));
+    }
+}
+
+Message TvControlProxy::call(const char* interface, const char* member, const Append& append) {
+    sd_bus_message* raw = nullptr;
+    check(sd_bus_message_new_method_call(m_bus.get(), &raw, kServiceName, kControlPath, interface, member), "new call");
+    Message request(raw);
+    append(raw);
+    sd_bus_error error = SD_BUS_ERROR_NULL;
+    sd_bus_message* reply = nullptr;
+    const auto timeoutUs = static_cast<std::uint64_t>(m_timeout.count()) * 1000;
+    const int result = sd_bus_call(m_bus.get(), raw, timeoutUs, &error, &reply);
+    if (result < 0) {
+        const std::string text = error.message != nullptr ? error.message : std::strerror(-result);
+        const std::optional<tvsim::ControlErrorKind> kind =
+            error.name != nullptr ? controlErrorKindOf(error.name) : std::nullopt;
+        sd_bus_error_free(&error);
+        if (kind) {
+            throw tvsim::ControlError(*kind, text);
+        }
+        throw std::runtime_error(std::string(member) + " on the TV service: " + text);
+    }
+    return Message(reply);
+}
+
+template <typename... Arguments>
+Message TvControlProxy::callWith(const char* interface, const char* member, const char* types, Arguments... arguments) {
+    return call(interface, member,
+                [&](sd_bus_message* message) { check(sd_bus_message_append(message, types, arguments...), "append"); });
+}
+
+std::vector<tvsim::ModelEntry> TvControlProxy::list(const std::string& prefix) {
+    Message reply = callWith(kControlInterface, "List", "s", prefix.c_str());
+    std::vector<tvsim::ModelEntry> entries;
+    check(sd_bus_message_enter_container(reply.get(), 'a', "(ss)"), "read entries");
+    const char* path = nullptr;
+    const char* type = nullptr;
+    while (check(sd_bus_message_read(reply.get(), "(ss)", &path, &type), "read entry") > 0) {
+        entries.push_back({path, tvsim::objectTypeNamed(type).value_or(lomodelapi::OBJECT_TYPE_NONE)});
+    }
+    return entries;
+}
+
+lomodelapi::ObjectTypeSpec TvControlProxy::typeAt(const std::string& path) {
+    for (const tvsim::ModelEntry& entry : list(path)) {
+        if (entry.path == path) {
+            return entry.type;
+        }
+    }
+    throw tvsim::ControlError::unknownPath(path);
+}
+
+tvsim::ModelValue TvControlProxy::value(const std::string& path) {
+    Message reply = callWith(kControlInterface, "Get", "s", path.c_str());
+    return readAnyValueVariant(reply.get(), path);
+}
+
+void TvControlProxy::setValue(const std::string& path, const tvsim::ModelValue& value) {
+    call(kControlInterface, "Set", [&](sd_bus_message* message) {
+        appendString(message, path);
+        appendValueVariant(message, value);
+    });
+}
+
+void TvControlProxy::setValues(const std::string& path, const std::vector<tvsim::ModelValue>& values) {
+    call(kControlInterface, "SetSeries", [&](sd_bus_message* message) {
+        appendString(message, path);
+        check(sd_bus_message_open_container(message, 'a', "v"), "open values");
+        for (const tvsim::ModelValue& value : values) {
+            appendValueVariant(message, value);
+        }
+        check(sd_bus_message_close_container(message), "close values");
+    });
+}
+
+std::vector<std::string> TvControlProxy::columns(const std::string& table) {
+    Message reply = callWith(kControlInterface, "Rows", "s", table.c_str());
+    return readStrings(reply.get());
+}
+
+std::vector<tvsim::Row> TvControlProxy::rows(const std::string& table) {
+    Message reply = callWith(kControlInterface, "Rows", "s", table.c_str());
+    readStrings(reply.get());
+    std::vector<tvsim::Row> rows;
+    check(sd_bus_message_enter_container(reply.get(), 'a', "as"), "read rows");
+    while (check(sd_bus_message_at_end(reply.get(), 0), "read rows") == 0) {
+        rows.push_back(readStrings(reply.get()));
+    }
+    return rows;
+}
+
+void TvControlProxy::setRows(const std::string& table, const std::vector<tvsim::Row>& rows) {
+    call(kControlInterface, "SetRows", [&](sd_bus_message* message) {
+        appendString(message, table);
+        check(sd_bus_message_open_container(message, 'a', "as"), "open rows");
+        for (const tvsim::Row& row : rows) {
+            appendValue(message, row);
+        }
+        check(sd_bus_message_close_container(message), "close rows");
+    });
+}
+
+void TvControlProxy::loadModel(const std::string& file) {
+    callWith(kControlInterface, "LoadModel", "s", file.c_str());
+}
+
+void TvControlProxy::flush() {
+    callWith(kControlInterface, "Flush", "");
+}
+
+void TvControlProxy::failNextConnects(const std::string& path, int count, int status) {
+    callWith(kFaultsInterface, "FailNextConnects", "sii", path.c_str(), count, status);
+}
+void TvControlProxy::nullObjectOnNextConnects(const std::string& path, int count) {
+    callWith(kFaultsInterface, "NullObjectOnNextConnects", "si", path.c_str(), count);
+}
+void TvControlProxy::reportType(const std::string& path, lomodelapi::ObjectTypeSpec type) {
+    callWith(kFaultsInterface, "ReportType", "si", path.c_str(), static_cast<int>(type));
+}
+void TvControlProxy::failGetter(const std::string& path, int status) {
+    callWith(kFaultsInterface, "FailGetter", "si", path.c_str(), status);
+}
+void TvControlProxy::refuseNextInvokes(const std::string& path, int count, int status) {
+    callWith(kFaultsInterface, "RefuseNextInvokes", "sii", path.c_str(), count, status);
+}
+void TvControlProxy::failNextCreateIterators(const std::string& path, int count) {
+    callWith(kFaultsInterface, "FailNextCreateIterators", "si", path.c_str(), count);
+}
+void TvControlProxy::clearFaults(const std::string& path) {
+    callWith(kFaultsInterface, "ClearFaults", "s", path.c_str());
+}
+void TvControlProxy::refuseInterfaceReference(bool refuse, int status) {
+    callWith(kFaultsInterface, "RefuseInterfaceReference", "bi", static_cast<int>(refuse), status);
+}
+void TvControlProxy::emptyInterfaceReference(bool empty) {
+    callWith(kFaultsInterface, "EmptyInterfaceReference", "b", static_cast<int>(empty));
+}
+void TvControlProxy::nullRootObject(bool null) {
+    callWith(kFaultsInterface, "NullRootObject", "b", static_cast<int>(null));
+}
+
+void TvControlProxy::setReply(const std::string& action, const tvsim::Reply& reply) {
+    call(kRespondersInterface, "SetReply", [&](sd_bus_message* message) {
+        check(sd_bus_message_append(message, "ssiuib", action.c_str(), replyKindName(reply.kind), reply.error,
+                                    static_cast<std::uint32_t>(reply.delay.count()), reply.copies,
+                                    static_cast<int>(reply.beforeInvokeReturns)),
+              "append reply");
+        appendArguments(message, reply.results);
+    });
+}
+
+void TvControlProxy::resetReply(const std::string& action) {
+    callWith(kRespondersInterface, "ResetReply", "s", action.c_str());
+}
+
+void TvControlProxy::emitResult(const std::string& action, unsigned int actionId,
+                                const std::vector<lomodelapi::Argument>& results) {
+    call(kRespondersInterface, "EmitResult", [&](sd_bus_message* message) {
+        check(sd_bus_message_append(message, "su", action.c_str(), static_cast<std::uint32_t>(actionId)), "append");
+        appendArguments(message, results);
+    });
+}
+
+void TvControlProxy::emitExecutionError(const std::string& action, unsigned int actionId, int error) {
+    callWith(kRespondersInterface, "EmitExecutionError", "sui", action.c_str(), static_cast<std::uint32_t>(actionId),
+             error);
+}
+
+std::optional<tvsim::SourceSwitchState> TvControlProxy::sourceSwitch(const std::string& action) {
+    Message reply = callWith(kRespondersInterface, "SourceSwitch", "s", action.c_str());
+    int responds = 0;
+    int holders[3] = {};
+    tvsim::SourceSwitchState state;
+    const char* channel[4] = {};
+    check(sd_bus_message_read(reply.get(), "biiiiissssi", &responds, &holders[0], &holders[1], &holders[2],
+                              &state.playbackStatus, &state.channelIndex, &channel[0], &channel[1], &channel[2],
+                              &channel[3], &state.lastFailure),
+          "read source switch");
+    if (responds == 0) {
+        return std::nullopt;
+    }
+    state.video = static_cast<tvsim::ResourceHolder>(holders[0]);
+    state.audio = static_cast<tvsim::ResourceHolder>(holders[1]);
+    state.psi = static_cast<tvsim::ResourceHolder>(holders[2]);
+    state.channel = {channel[0], channel[1], channel[2], channel[3]};
+    return state;
+}
+
+std::vector<tvsim::ClientConnect> TvControlProxy::connects() {
+    Message reply = callWith(kRecordsInterface, "Connects", "");
+    std::vector<tvsim::ClientConnect> records;
+    check(sd_bus_message_enter_container(reply.get(), 'a', "(ssib)"), "read connects");
+    const char* path = nullptr;
+    const char* client = nullptr;
+    int status = 0;
+    int object = 0;
+    while (check(sd_bus_message_read(reply.get(), "(ssib)", &path, &client, &status, &object), "read connect") > 0) {
+        records.push_back({path, client, status, object != 0});
+    }
+    return records;
+}
+
+std::vector<tvsim::InvokeRecord> TvControlProxy::invokes() {
+    Message reply = callWith(kRecordsInterface, "Invokes", "");
+    std::vector<tvsim::InvokeRecord> records;
+    check(sd_bus_message_enter_container(reply.get(), 'a', "(suia(nnns))"), "read invokes");
+    while (check(sd_bus_message_enter_container(reply.get(), 'r', "suia(nnns)"), "read invoke") > 0) {
+        const char* path = nullptr;
+        tvsim::InvokeRecord record{};
+        check(sd_bus_message_read(reply.get(), "sui", &path, &record.actionId, &record.status), "read invoke");
+        record.path = path;
+        record.arguments = readArguments(reply.get());
+        check(sd_bus_message_exit_container(reply.get()), "read invoke");
+        records.push_back(std::move(record));
+    }
+    return records;
+}
+
+void TvControlProxy::clearRecords() {
+    callWith(kRecordsInterface, "Clear", "");
+}
+
+}  // namespace tvsimd

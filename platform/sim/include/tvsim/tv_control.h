@@ -1,0 +1,92 @@
+// The controls of the simulated TV, as every front end drives it: the model
+// (values, rows, model files), faults, how actions answer, and what clients
+// asked. Two implementations: LocalTvControl on the simulator in this process,
+// and the TV service's proxy over D-Bus (platform/bus). Each checks its input
+// the same way and refuses with the same ControlError, so sactl, the D-Bus
+// interfaces and the dashboard accept and refuse alike.
+#pragma once
+
+#include <tvsim/call_records.h>
+#include <tvsim/control_error.h>
+#include <tvsim/model_control.h>
+#include <tvsim/model_value.h>
+#include <tvsim/source_switch.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tvsim {
+
+// A connect a client made, as any front end can tell it.
+struct ClientConnect {
+    std::string path;
+    std::string client;  // the TV service's name for the client's connection; "" in process
+    int status = 0;
+    bool object = false;  // whether an object was handed out
+};
+
+// What a source-switch responder holds now.
+struct SourceSwitchState {
+    ResourceHolder video = ResourceHolder::SYSTEM;
+    ResourceHolder audio = ResourceHolder::SYSTEM;
+    ResourceHolder psi = ResourceHolder::SYSTEM;
+    int playbackStatus = 0;
+    int channelIndex = -1;
+    Channel channel;
+    int lastFailure = 0;  // the failure code the last request got; 0 when it succeeded or none came
+};
+
+class TvControl {
+public:
+    virtual ~TvControl() = default;
+
+    // ---- The model ----
+    virtual std::vector<ModelEntry> list(const std::string& prefix) = 0;  // sorted by path
+    virtual lomodelapi::ObjectTypeSpec typeAt(const std::string& path) = 0;
+    ValueType valueTypeAt(const std::string& path);                                  // WrongType for a non-value
+    void requireType(const std::string& path, lomodelapi::ObjectTypeSpec expected);  // WrongType for another kind
+    virtual ModelValue value(const std::string& path) = 0;
+    // A platform-originated change, notified to every connected observer.
+    virtual void setValue(const std::string& path, const ModelValue& value) = 0;
+    // Each value in turn, each notified as a change of its own; every value is
+    // checked before the first is set.
+    virtual void setValues(const std::string& path, const std::vector<ModelValue>& values) = 0;
+    virtual std::vector<std::string> columns(const std::string& table) = 0;
+    virtual std::vector<Row> rows(const std::string& table) = 0;
+    virtual void setRows(const std::string& table, const std::vector<Row>& rows) = 0;  // a cell per column
+    // Adds a model file's objects; its actions answer as it says again. BadModelFile when it does not load.
+    virtual void loadModel(const std::string& file) = 0;
+    virtual void flush() = 0;  // until every notification queued so far is delivered
+
+    // ---- Faults (FaultInjection says what each does and refuses) ----
+    virtual void failNextConnects(const std::string& path, int count, int status) = 0;
+    virtual void nullObjectOnNextConnects(const std::string& path, int count) = 0;
+    virtual void reportType(const std::string& path, lomodelapi::ObjectTypeSpec type) = 0;
+    virtual void failGetter(const std::string& path, int status) = 0;
+    virtual void refuseNextInvokes(const std::string& path, int count, int status) = 0;
+    virtual void failNextCreateIterators(const std::string& path, int count) = 0;
+    virtual void clearFaults(const std::string& path) = 0;
+    virtual void refuseInterfaceReference(bool refuse, int status) = 0;
+    virtual void emptyInterfaceReference(bool empty) = 0;
+    virtual void nullRootObject(bool null) = 0;
+
+    // ---- How actions answer ----
+    // For every invoke from now on; replyRefusal() says which replies are refused (InvalidArgument).
+    virtual void setReply(const std::string& action, const Reply& reply) = 0;
+    // Back to the action's own answer, with everything it does (the source
+    // switch's channel-name value follows its channel again).
+    virtual void resetReply(const std::string& action) = 0;
+    virtual void emitResult(const std::string& action, unsigned int actionId,
+                            const std::vector<lomodelapi::Argument>& results) = 0;
+    virtual void emitExecutionError(const std::string& action, unsigned int actionId, int error) = 0;
+    // The state of the source-switch responder the model gave the action; nullopt when it has none.
+    virtual std::optional<SourceSwitchState> sourceSwitch(const std::string& action) = 0;
+
+    // ---- What clients asked ----
+    virtual std::vector<ClientConnect> connects() = 0;
+    virtual std::vector<InvokeRecord> invokes() = 0;
+    virtual void clearRecords() = 0;
+};
+
+}  // namespace tvsim

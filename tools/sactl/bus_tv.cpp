@@ -1,0 +1,47 @@
+#include "bus_tv.h"
+
+#include <tv_control_proxy.h>
+
+#include <tvsim/service_flush.h>
+
+#include <cstdlib>
+
+namespace sactl {
+namespace {
+
+class BusTv final : public Tv {
+public:
+    BusTv(const std::string& address, std::chrono::milliseconds timeout) : m_control(open(address, timeout)) {}
+
+    tvsim::TvControl& control() override { return m_control; }
+
+    // Through the library's own connection: a flush on the proxy's would not
+    // order the signals that reach the library.
+    void flushNotifications() override {
+        if (!tvsim::flushServiceNotifications()) {
+            throw CommandError("Flush on the TV service: no reply");
+        }
+    }
+
+private:
+    static tvsimd::TvControlProxy open(const std::string& address, std::chrono::milliseconds timeout) {
+        try {
+            return tvsimd::TvControlProxy(address, timeout);
+        } catch (const std::runtime_error& error) {
+            throw CommandError(error.what());
+        }
+    }
+
+    tvsimd::TvControlProxy m_control;
+};
+
+}  // namespace
+
+std::unique_ptr<Tv> connectTvService(const std::string& address, std::chrono::milliseconds timeout) {
+    auto tv = std::make_unique<BusTv>(address, timeout);
+    // Before the library's first platform call, which reads it.
+    setenv("TVSIM_BUS", address.c_str(), 1);
+    return tv;
+}
+
+}  // namespace sactl
