@@ -6,6 +6,8 @@
 //
 //   watch PATH               integer accessor with a handler: "connect S", then "changed PATH V" per change
 //   get PATH | set PATH V    "get S V" | "set S"
+//   setints PATH [V...]      the whole integer vector: "setints S"
+//   setstrings PATH [V...]   the whole string vector: "setstrings S"
 //   action PATH              action accessor with a handler: "connect S", then "result ID N" (N results)
 //                            or "failed ID E"
 //   invoke PATH [VALUE...]   "invoke S ID" (arguments at positions 0, 1, ...)
@@ -27,11 +29,22 @@
 #include <mutex>
 #include <sstream>
 #include <string>
+#include <vector>
 
 namespace {
 
 namespace access = velmora::system::access;
 using IntegerAccess = access::ValueAccessT<lomodelapi::ObserverNumericInteger>;
+
+// Writes the remaining words as the vector's elements through a handler-less accessor; the setter's status.
+template <typename Observer, typename Element>
+int setVector(const std::string& path, std::istringstream& words) {
+    std::vector<Element> elements;
+    for (Element element; words >> element;) {
+        elements.push_back(element);
+    }
+    return access::ValueAccessT<Observer>(path).setValue(elements);
+}
 
 std::mutex g_printing;
 
@@ -116,6 +129,10 @@ public:
             int value = 0;
             words >> value;
             say("set " + std::to_string(accessor(path).setValue(value)));
+        } else if (command == "setints") {
+            say("setints " + std::to_string(setVector<lomodelapi::ObserverVectorNumericInteger, int>(path, words)));
+        } else if (command == "setstrings") {
+            say("setstrings " + std::to_string(setVector<lomodelapi::ObserverVectorString, std::string>(path, words)));
         } else if (command == "action") {
             auto accessor = std::make_unique<access::ActionAccess>(path, std::make_shared<PrintingActionHandler>());
             say("connect " + std::to_string(accessor->connect(1000)));

@@ -92,6 +92,29 @@ TEST_F(RemotePlatformTest, ValuesAndWatchesCrossProcesses) {
     EXPECT_EQ(writer.ask("get orvik.sl2.i32.\xff", "get"), "get 5 0");
 }
 
+TEST_F(RemotePlatformTest, VectorWritesReachTheService) {
+    struct Case {
+        const char* command;
+        const char* path;
+        const char* elements;
+        const char* expected;  // what Control.Get answers afterwards
+    };
+    const Case cases[] = {
+        {"setints", "orvik.sl2.vi32.tvservice.favourite-channels", "9 -8 2147483647", "ai:9,-8,2147483647"},
+        {"setstrings", "orvik.sl2.vstr.audio.languages", "spa ita por", "as:spa,ita,por"},
+    };
+    Client writer;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.path);
+        EXPECT_EQ(writer.ask(std::string(c.command) + " " + c.path + " " + c.elements, c.command),
+                  std::string(c.command) + " 0");
+        sd_bus_message* got = control.call(kControlPath, "io.sysaccess.TvSim.Control", "Get", "s", c.path);
+        ASSERT_NE(got, nullptr) << control.errorMessage();
+        EXPECT_EQ(variantText(got), c.expected);
+        sd_bus_message_unref(got);
+    }
+}
+
 TEST_F(RemotePlatformTest, ActionOutcomesReachEveryObserverAsTheResponderAnswers) {
     Client invoker;
     Client observer;
