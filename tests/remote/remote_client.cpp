@@ -1,6 +1,7 @@
 // A client process of the TV service for the remote-platform tests and
-// benchmarks: it uses libsystem_access as any engine would (TVSIM_BUS picks
-// the platform) and is driven by one command per line on standard input.
+// benchmarks: it uses libsystem_access as any engine would and is driven by one
+// command per line on standard input. `remote_client --bus ADDRESS` chooses the
+// platform by the call a tool makes; without it TVSIM_BUS decides.
 // Each command answers one line; notifications are printed as they come, from
 // the callback thread. Lines never interleave.
 //
@@ -20,6 +21,7 @@
 #include <system_access/source_switch_access.h>
 #include <system_access/value_access.h>
 #include <system_access/value_object.h>
+#include <tvsim/platform_choice.h>
 
 #include <cstdio>
 #include <functional>
@@ -187,7 +189,10 @@ private:
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+    if (argc == 3 && std::string(argv[1]) == "--bus") {
+        tvsim::usePlatformOnBus(argv[2]);
+    }
     Client client;
     for (std::string line; std::getline(std::cin, line);) {
         if (!client.run(line)) {

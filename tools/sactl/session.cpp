@@ -5,6 +5,7 @@
 
 #include <system_access/value_access_base.h>
 #include <tvsim/debug_capture.h>
+#include <tvsim/platform_choice.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -53,8 +54,8 @@ std::unique_ptr<TvControl> startTv(const GlobalOptions& options) {
         throw CommandError("--model loads the TV in this process; the TV service loads its own (tvsimd --model)");
     }
     std::unique_ptr<TvControl> tv = connectTvService(bus, options.timeoutMs);
-    // Before the library's first platform call, which reads it.
-    setenv("TVSIM_BUS", bus.c_str(), 1);
+    // Before the library's first platform call, which takes the choice.
+    tvsim::usePlatformOnBus(bus);
     return tv;
 }
 
