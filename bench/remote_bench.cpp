@@ -15,6 +15,7 @@
 
 #include <frame/process.h>
 #include <lomodelapi/model_objects.h>
+#include <tvsim/platform_choice.h>
 
 #include <benchmark/benchmark.h>
 
@@ -36,7 +37,7 @@ constexpr const char* kVolumeObject = "/io/sysaccess/TvSim/model/orvik/sl2/i32/a
 
 // The bus and the daemon, started at the first use and stopped at exit.
 struct Service {
-    Service() : tvsimd(bus.address()) { setenv("TVSIM_BUS", bus.address().c_str(), 1); }
+    Service() : tvsimd(bus.address()) { tvsim::usePlatformOnBus(bus.address()); }
     tvsimd_test::PrivateDbusDaemon bus;
     tvsimd_test::Tvsimd tvsimd;
 };
@@ -276,8 +277,8 @@ void sourceSwitchProcesses(benchmark::State& state) {
     for (auto _ : state) {
         std::vector<std::unique_ptr<tvsimd_test::ChildProcess>> clients;
         for (int index = 0; index < processes; ++index) {
-            clients.push_back(
-                std::make_unique<tvsimd_test::ChildProcess>(std::vector<std::string>{REMOTE_CLIENT_PATH}));
+            clients.push_back(std::make_unique<tvsimd_test::ChildProcess>(
+                std::vector<std::string>{REMOTE_CLIENT_PATH, "--bus", service().bus.address()}));
         }
         const auto start = Clock::now();
         for (auto& client : clients) {

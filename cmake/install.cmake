@@ -25,6 +25,7 @@ if(SYSACCESS_PLATFORM STREQUAL "sim")
   install(DIRECTORY platform/include/
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tvplatform COMPONENT development)
 
+  install(TARGETS tvsim_headers EXPORT SystemAccessPlatformTargets)
   install(TARGETS tvplatform_sim
     EXPORT SystemAccessPlatformTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT simulator)

@@ -1,11 +1,14 @@
 // A client process of the TV service for the remote-platform tests and
-// benchmarks: it uses libsystem_access as any engine would (TVSIM_BUS picks
-// the platform) and is driven by one command per line on standard input.
+// benchmarks: it uses libsystem_access as any engine would and is driven by one
+// command per line on standard input. `remote_client --bus ADDRESS` chooses the
+// platform by the call a tool makes; without it TVSIM_BUS decides.
 // Each command answers one line; notifications are printed as they come, from
 // the callback thread. Lines never interleave.
 //
 //   watch PATH               integer accessor with a handler: "connect S", then "changed PATH V" per change
 //   get PATH | set PATH V    "get S V" | "set S"
+//   setints PATH [V...]      the whole integer vector: "setints S"
+//   setstrings PATH [V...]   the whole string vector: "setstrings S"
 //   action PATH              action accessor with a handler: "connect S", then "result ID N" (N results)
 //                            or "failed ID E"
 //   invoke PATH [VALUE...]   "invoke S ID" (arguments at positions 0, 1, ...)
@@ -18,6 +21,7 @@
 #include <system_access/source_switch_access.h>
 #include <system_access/value_access.h>
 #include <system_access/value_object.h>
+#include <tvsim/platform_choice.h>
 
 #include <cstdio>
 #include <functional>
@@ -27,11 +31,22 @@
 #include <mutex>
 #include <sstream>
 #include <string>
+#include <vector>
 
 namespace {
 
 namespace access = velmora::system::access;
 using IntegerAccess = access::ValueAccessT<lomodelapi::ObserverNumericInteger>;
+
+// Writes the remaining words as the vector's elements through a handler-less accessor; the setter's status.
+template <typename Observer, typename Element>
+int setVector(const std::string& path, std::istringstream& words) {
+    std::vector<Element> elements;
+    for (Element element; words >> element;) {
+        elements.push_back(element);
+    }
+    return access::ValueAccessT<Observer>(path).setValue(elements);
+}
 
 std::mutex g_printing;
 
@@ -116,6 +131,10 @@ public:
             int value = 0;
             words >> value;
             say("set " + std::to_string(accessor(path).setValue(value)));
+        } else if (command == "setints") {
+            say("setints " + std::to_string(setVector<lomodelapi::ObserverVectorNumericInteger, int>(path, words)));
+        } else if (command == "setstrings") {
+            say("setstrings " + std::to_string(setVector<lomodelapi::ObserverVectorString, std::string>(path, words)));
         } else if (command == "action") {
             auto accessor = std::make_unique<access::ActionAccess>(path, std::make_shared<PrintingActionHandler>());
             say("connect " + std::to_string(accessor->connect(1000)));
@@ -170,7 +189,10 @@ private:
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+    if (argc == 3 && std::string(argv[1]) == "--bus") {
+        tvsim::usePlatformOnBus(argv[2]);
+    }
     Client client;
     for (std::string line; std::getline(std::cin, line);) {
         if (!client.run(line)) {

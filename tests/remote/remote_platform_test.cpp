@@ -1,6 +1,7 @@
 // The remote platform end to end: a private dbus-daemon, tvsimd and client
-// processes (remote_client) that use libsystem_access with TVSIM_BUS set, so
-// everything they do crosses the process boundary. Each test is one life cycle.
+// processes (remote_client) that use libsystem_access with TVSIM_BUS set, or
+// with the bus chosen by a call, so everything they do crosses the process
+// boundary. Each test is one life cycle.
 #include "bus_processes.h"
 
 #include <gtest/gtest.h>
@@ -26,6 +27,8 @@ constexpr const char* kSwitch = "orvik.sl2.action.source.switch";
 class Client {
 public:
     Client() : m_process({REMOTE_CLIENT_PATH}) {}
+    // The platform chosen by tvsim::usePlatformOnBus instead of TVSIM_BUS.
+    explicit Client(const std::string& bus) : m_process({REMOTE_CLIENT_PATH, "--bus", bus}) {}
     ~Client() { m_process.writeLine("quit"); }
 
     void send(const std::string& command) { m_process.writeLine(command); }
@@ -90,6 +93,29 @@ TEST_F(RemotePlatformTest, ValuesAndWatchesCrossProcesses) {
     EXPECT_EQ(writer.ask("get orvik.sl2.i32.no.such", "get"), "get 5 0");
     // And one that is no text sd-bus can send (not UTF-8): the same answer, nothing thrown out of the platform.
     EXPECT_EQ(writer.ask("get orvik.sl2.i32.\xff", "get"), "get 5 0");
+}
+
+TEST_F(RemotePlatformTest, VectorWritesReachTheService) {
+    struct Case {
+        const char* command;
+        const char* path;
+        const char* elements;
+        const char* expected;  // what Control.Get answers afterwards
+    };
+    const Case cases[] = {
+        {"setints", "orvik.sl2.vi32.tvservice.favourite-channels", "9 -8 2147483647", "ai:9,-8,2147483647"},
+        {"setstrings", "orvik.sl2.vstr.audio.languages", "spa ita por", "as:spa,ita,por"},
+    };
+    Client writer;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.path);
+        EXPECT_EQ(writer.ask(std::string(c.command) + " " + c.path + " " + c.elements, c.command),
+                  std::string(c.command) + " 0");
+        sd_bus_message* got = control.call(kControlPath, "io.sysaccess.TvSim.Control", "Get", "s", c.path);
+        ASSERT_NE(got, nullptr) << control.errorMessage();
+        EXPECT_EQ(variantText(got), c.expected);
+        sd_bus_message_unref(got);
+    }
 }
 
 TEST_F(RemotePlatformTest, ActionOutcomesReachEveryObserverAsTheResponderAnswers) {
@@ -192,9 +218,8 @@ TEST_F(RemotePlatformTest, AWatchAloneRecoversWhenItsBusComesBack) {
     auto bus = std::make_unique<PrivateDbusDaemon>(address);
     auto service = std::make_unique<Tvsimd>(address);
     ASSERT_TRUE(service->ready());
-    setenv("TVSIM_BUS", address.c_str(), 1);
-    Client watcher;
-    setenv("TVSIM_BUS", s_bus->address().c_str(), 1);
+    // The call wins over TVSIM_BUS, which names the suite's bus.
+    Client watcher(address);
     ASSERT_EQ(watcher.ask(std::string("watch ") + kVolume, "connect"), "connect 0");
 
     service.reset();

@@ -101,6 +101,9 @@ private:
     std::string m_errorMessage;
 };
 
+// The variant the message is at, read past, as "signature:value" (vector elements joined by commas).
+std::string variantText(sd_bus_message* message);
+
 constexpr const char* kService = "io.sysaccess.TvSim";
 constexpr const char* kControlPath = "/io/sysaccess/TvSim";
 

@@ -68,44 +68,6 @@ protected:
     BusClient control{bus.address()};
 };
 
-std::string variantText(sd_bus_message* message) {
-    const char* contents = nullptr;
-    char type = 0;
-    sd_bus_message_peek_type(message, &type, &contents);
-    std::string text = std::string(contents) + ":";
-    sd_bus_message_enter_container(message, 'v', contents);
-    if (contents == std::string("i")) {
-        int value = 0;
-        sd_bus_message_read_basic(message, 'i', &value);
-        text += std::to_string(value);
-    } else if (contents == std::string("x")) {
-        int64_t value = 0;
-        sd_bus_message_read_basic(message, 'x', &value);
-        text += std::to_string(value);
-    } else if (contents == std::string("s")) {
-        const char* value = nullptr;
-        sd_bus_message_read_basic(message, 's', &value);
-        text += value;
-    } else if (contents == std::string("ai")) {
-        const void* data = nullptr;
-        size_t size = 0;
-        sd_bus_message_read_array(message, 'i', &data, &size);
-        for (size_t i = 0; i < size / sizeof(int); ++i) {
-            text += (i ? "," : "") + std::to_string(static_cast<const int*>(data)[i]);
-        }
-    } else if (contents == std::string("as")) {
-        char** values = nullptr;
-        sd_bus_message_read_strv(message, &values);
-        for (size_t i = 0; values != nullptr && values[i] != nullptr; ++i) {
-            text += (i ? "," : "") + std::string(values[i]);
-            free(values[i]);
-        }
-        free(values);
-    }
-    sd_bus_message_exit_container(message);
-    return text;
-}
-
 TEST_F(TvsimdTest, SetValuesOfEveryTypeReadBackWithTheirTypes) {
     struct Case {
         const char* path;

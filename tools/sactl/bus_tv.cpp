@@ -2,9 +2,8 @@
 
 #include <tv_control_proxy.h>
 
+#include <tvsim/platform_choice.h>
 #include <tvsim/service_flush.h>
-
-#include <cstdlib>
 
 namespace sactl {
 namespace {
@@ -39,8 +38,8 @@ private:
 
 std::unique_ptr<Tv> connectTvService(const std::string& address, std::chrono::milliseconds timeout) {
     auto tv = std::make_unique<BusTv>(address, timeout);
-    // Before the library's first platform call, which reads it.
-    setenv("TVSIM_BUS", address.c_str(), 1);
+    // Before the library's first platform call, which takes the choice.
+    tvsim::usePlatformOnBus(address);
     return tv;
 }
 

@@ -9,6 +9,7 @@
 
 #include <tvsim/debug_capture.h>
 #include <tvsim/model_file.h>
+#include <tvsim/platform_choice.h>
 #include <tvsim/simulator.h>
 
 #include <frame/process.h>
@@ -109,7 +110,7 @@ int serve(const Options& options) {
 int main(int argc, char** argv) {
     // tvsimd hosts the simulator it serves: a TVSIM_BUS exported in its shell
     // must not send its own process framework to the bus (to itself).
-    unsetenv("TVSIM_BUS");
+    tvsim::usePlatformInProcess();
     CLI::App app{"tvsimd: the simulated TV as a D-Bus service (io.sysaccess.TvSim)"};
     Options options;
     app.add_option("--model", options.modelFile, "Model file to serve instead of the built-in default TV");

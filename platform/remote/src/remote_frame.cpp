@@ -1,38 +1,27 @@
-// frame::Process answered by the TV service: the choice of host (TVSIM_BUS)
-// and the interface reference whose object is the remote root.
-#include "remote_platform.h"
+// frame::Process answered by the TV service: the interface reference whose
+// object is the remote root, on the bus the process framework chose.
 #include "remote_root.h"
 
-#include <tvsim/service_flush.h>
+#include <remote/remote_platform.h>
 
 #include <cstdlib>
 
 namespace tvsim::remote {
 namespace {
 
-// The bus address TVSIM_BUS names; "" for the in-process simulator.
-std::string selectedAddress() {
-    const char* bus = std::getenv("TVSIM_BUS");
-    if (bus == nullptr || *bus == '\0') {
-        return "";
+std::string addressOf(const std::string& bus) {
+    if (bus != "session") {
+        return bus;
     }
-    if (std::string(bus) == "session") {
-        const char* session = std::getenv("DBUS_SESSION_BUS_ADDRESS");
-        // An address no bus answers at: every call reports the service unavailable.
-        return session != nullptr && *session != '\0' ? session : "unix:path=/nonexistent";
-    }
-    return bus;
-}
-
-const std::string& address() {
-    static const std::string chosen = selectedAddress();
-    return chosen;
+    const char* session = std::getenv("DBUS_SESSION_BUS_ADDRESS");
+    // An address no bus answers at: every call reports the service unavailable.
+    return session != nullptr && *session != '\0' ? session : "unix:path=/nonexistent";
 }
 
 // Made at the first use and never destroyed: client objects may outlive
 // every static destructor, and the threads it runs must not stop under them.
-RemoteRoot& root() {
-    static RemoteRoot* const instance = new RemoteRoot(address());
+RemoteRoot& root(const std::string& bus) {
+    static RemoteRoot* const instance = new RemoteRoot(addressOf(bus));
     return *instance;
 }
 
@@ -47,14 +36,15 @@ private:
 
 }  // namespace
 
-bool selected() {
-    return !address().empty();
+bool built() {
+    return true;
 }
 
-int getInterfaceReference(boost::shared_ptr<frame::Interface>& reference, const std::string& name) {
+int getInterfaceReference(const std::string& bus, boost::shared_ptr<frame::Interface>& reference,
+                          const std::string& name) {
     bool filled = false;
     bool hasObject = false;
-    RemoteRoot& remote = root();
+    RemoteRoot& remote = root(bus);
     const int status = remote.interfaceReference(name, filled, hasObject);
     if (status == 0 && filled) {
         reference = boost::shared_ptr<frame::Interface>(new RemoteInterface(hasObject ? &remote : nullptr));
@@ -62,8 +52,8 @@ int getInterfaceReference(boost::shared_ptr<frame::Interface>& reference, const 
     return status;
 }
 
-}  // namespace tvsim::remote
-
-bool tvsim::flushServiceNotifications() {
-    return remote::selected() && remote::root().flush();
+bool flushNotifications(const std::string& bus) {
+    return root(bus).flush();
 }
+
+}  // namespace tvsim::remote

@@ -63,15 +63,18 @@ protected:
             [&](sd_bus_message* request) { tvsimd::appendValueVariant(request, value); }, readStatus);
     }
 
-    // SetIntegers or SetStrings: a dictionary from index to element.
+    // SetIntegers or SetStrings: a dictionary from index to element. sd-bus wants
+    // the braces around an array's entry type but only the contents when the
+    // entry itself is opened, so both signatures are given.
     template <typename T>
-    int writeMap(const char* member, const char* entryType, char elementType, const std::map<int, T>& byIndex) {
+    int writeMap(const char* member, const char* entryType, const char* entryContents, char elementType,
+                 const std::map<int, T>& byIndex) {
         return call(
             tvsimd::kValueInterface, member,
             [&](sd_bus_message* request) {
                 check(sd_bus_message_open_container(request, 'a', entryType), "open map");
                 for (const auto& [index, element] : byIndex) {
-                    check(sd_bus_message_open_container(request, 'e', entryType + 1), "open entry");
+                    check(sd_bus_message_open_container(request, 'e', entryContents), "open entry");
                     check(sd_bus_message_append_basic(request, 'i', &index), "append index");
                     if constexpr (std::is_same_v<T, std::string>) {
                         check(sd_bus_message_append_basic(request, elementType, element.c_str()), "append element");
@@ -120,7 +123,9 @@ public:
 class IntegerVectorObject final : public RemoteObject<VectorNumericIntegerObject> {
 public:
     using RemoteObject::RemoteObject;
-    int setValues(const std::map<int, int>& byIndex) override { return writeMap("SetIntegers", "{ii}", 'i', byIndex); }
+    int setValues(const std::map<int, int>& byIndex) override {
+        return writeMap("SetIntegers", "{ii}", "ii", 'i', byIndex);
+    }
     int getValue(std::vector<int>& out) override { return read(ValueType::INTEGER_VECTOR, out); }
 };
 
@@ -128,7 +133,7 @@ class StringVectorObject final : public RemoteObject<VectorStringObject> {
 public:
     using RemoteObject::RemoteObject;
     int setValues(const std::map<int, std::string>& byIndex) override {
-        return writeMap("SetStrings", "{is}", 's', byIndex);
+        return writeMap("SetStrings", "{is}", "is", 's', byIndex);
     }
     int getValue(std::vector<std::string>& out) override { return read(ValueType::STRING_VECTOR, out); }
 };

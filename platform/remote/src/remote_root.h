@@ -13,7 +13,7 @@
 //    While a client call waits for its reply the socket is out of the bus
 //    thread's epoll set, so the reply wakes only the caller: a wake of the bus
 //    thread per call, and its wait on the mutex, cost as much as the call.
-//  - The callback thread (a tvsim::CallbackThread, as in the in-process
+//  - The callback thread (a common::CallbackThread, as in the in-process
 //    simulator) runs every observer call, one at a time, in that order.
 //  The bus reader is a thread of its own rather than the callback thread, so
 //  that an observer may call back into the model (a handler reading a value is
@@ -21,9 +21,9 @@
 #pragma once
 
 #include "bus_connection.h"
-#include "callback_thread.h"
-#include "sim_mutex.h"
 
+#include <common/callback_thread.h>
+#include <common/mutex.h>
 #include <lomodelapi/model_objects.h>
 #include <tvsim/simulator.h>
 
@@ -36,6 +36,12 @@
 #include <vector>
 
 namespace tvsim::remote {
+
+using common::CallbackThread;
+using common::Lock;
+using common::Mutex;
+using common::Subscription;
+using common::SubscriptionPtr;
 
 // What a model object's call answers when the TV service could not be reached
 // or gave no reply in time; also the execution error of an action outcome that

@@ -1,7 +1,6 @@
 // The debug service of the simulated platform: the level check, the base-name
 // lookup and the line writer, plus the test capture.
-#include "sim_mutex.h"
-
+#include <common/mutex.h>
 #include <debug_service/csp_debug.h>
 #include <tvsim/debug_capture.h>
 
@@ -13,6 +12,10 @@
 #include <cstring>
 
 namespace tvsim {
+
+using common::Lock;
+using common::Mutex;
+
 namespace {
 
 // Runs while the library loads, before anyone could install a capture: a

@@ -3,12 +3,15 @@
 // replies chosen) is kept here under one mutex.
 #include <tvsim/local_tv_control.h>
 
-#include "sim_mutex.h"
+#include <common/mutex.h>
 
 #include <cctype>
 
 namespace tvsim {
 namespace {
+
+using common::Lock;
+using common::Mutex;
 
 Responder answering(const Reply& reply) {
     return [reply](unsigned int, const std::vector<lomodelapi::Argument>&) { return reply; };

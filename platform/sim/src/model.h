@@ -3,9 +3,8 @@
 // all of it; it is never held while an observer or a responder runs.
 #pragma once
 
-#include "callback_thread.h"
-#include "sim_mutex.h"
-
+#include <common/callback_thread.h>
+#include <common/mutex.h>
 #include <tvsim/call_records.h>
 #include <tvsim/fault_injection.h>
 #include <tvsim/model_control.h>
@@ -21,6 +20,12 @@
 #include <vector>
 
 namespace tvsim {
+
+using common::CallbackThread;
+using common::Lock;
+using common::Mutex;
+using common::Subscription;
+using common::SubscriptionPtr;
 
 class SimTableIterator;
 struct Connection;

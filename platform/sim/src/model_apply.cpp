@@ -2,13 +2,17 @@
 // that parse and apply in one call.
 #include <tvsim/model_file.h>
 
-#include "sim_mutex.h"
+#include <common/mutex.h>
 
 #include <cassert>
 #include <memory>
 #include <variant>
 
 namespace tvsim {
+
+using common::Lock;
+using common::Mutex;
+
 namespace {
 
 // Keeps the channel-name value in step with the responder's current channel.

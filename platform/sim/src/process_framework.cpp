@@ -1,9 +1,11 @@
 // frame::Process of the simulated platform, backed by InterfaceRegistry, or
-// by the TV service when TVSIM_BUS selects the remote platform.
+// by the TV service when the platform choice names a bus.
 #include "process_framework.h"
 
-#include "remote_platform.h"
+#include "chosen_host.h"
 
+#include <remote/remote_platform.h>
+#include <tvsim/service_flush.h>
 #include <tvsim/simulator.h>
 
 namespace tvsim {
@@ -73,6 +75,11 @@ FrameworkFaults InterfaceRegistry::faults() const {
     return faults;
 }
 
+bool flushServiceNotifications() {
+    const std::string bus = chosenBus();
+    return !bus.empty() && remote::flushNotifications(bus);
+}
+
 }  // namespace tvsim
 
 namespace frame {
@@ -82,8 +89,9 @@ Process Process::getInstance() {
 }
 
 int Process::getInterfaceReference(boost::shared_ptr<Interface>& reference, const std::string& name) {
-    if (tvsim::remote::selected()) {
-        return tvsim::remote::getInterfaceReference(reference, name);
+    const std::string bus = tvsim::chosenBus();
+    if (!bus.empty()) {
+        return tvsim::remote::getInterfaceReference(bus, reference, name);
     }
     return tvsim::InterfaceRegistry::instance().lookup(reference, name);
 }

@@ -2,8 +2,7 @@
 // faults that tests switch on. Any thread may use it.
 #pragma once
 
-#include "sim_mutex.h"
-
+#include <common/mutex.h>
 #include <tvsim/fault_injection.h>
 
 #include <frame/process.h>
@@ -13,6 +12,9 @@
 #include <string>
 
 namespace tvsim {
+
+using common::Lock;
+using common::Mutex;
 
 class InterfaceRegistry {
 public:

@@ -3,9 +3,9 @@
 // Simulator acts on this one core.
 #pragma once
 
-#include "callback_thread.h"
 #include "model.h"
 
+#include <common/callback_thread.h>
 #include <frame/process.h>
 #include <lomodelapi/model_objects.h>
 

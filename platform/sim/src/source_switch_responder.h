@@ -1,8 +1,7 @@
 // The simulated TV behind SourceSwitchResponder: request checks and state.
 #pragma once
 
-#include "sim_mutex.h"
-
+#include <common/mutex.h>
 #include <tvsim/source_switch.h>
 
 #include <array>
@@ -13,6 +12,9 @@
 #include <vector>
 
 namespace tvsim {
+
+using common::Lock;
+using common::Mutex;
 
 // A request's argument values grouped by position, each group in list order
 // (the direct channel changes send position 5 twice, and the order matters).

@@ -2,10 +2,10 @@
 // hands out, with the simulator's own reading operations (SimIterator).
 #pragma once
 
-#include "callback_thread.h"
 #include "model.h"
-#include "sim_mutex.h"
 
+#include <common/callback_thread.h>
+#include <common/mutex.h>
 #include <lomodelapi/model_objects.h>
 #include <tvsim/simulator.h>
 

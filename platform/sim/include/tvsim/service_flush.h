@@ -4,11 +4,12 @@
 
 namespace tvsim {
 
-// When TVSIM_BUS selects the TV service: asks it to flush (Control.Flush) over
-// this process's own platform connection, whose reply comes behind every
-// signal the service sent this process, then waits until the notifications
-// those signals carry have run on the callback thread. False when no TV
-// service is selected or it did not answer. Not on the callback thread.
+// When the platform choice (tvsim/platform_choice.h) names the TV service:
+// asks it to flush (Control.Flush) over this process's own platform
+// connection, whose reply comes behind every signal the service sent this
+// process, then waits until the notifications those signals carry have run on
+// the callback thread. False when no TV service is chosen or it did not
+// answer. Not on the callback thread.
 bool flushServiceNotifications();
 
 }  // namespace tvsim

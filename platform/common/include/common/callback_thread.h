@@ -1,9 +1,9 @@
-// The simulated platform's callback thread: one dispatcher that delivers
+// A platform host's callback thread: one dispatcher that delivers
 // every notification in the order it was posted, except delayed items, which
 // join the queue when they fall due.
 #pragma once
 
-#include "sim_mutex.h"
+#include <common/mutex.h>
 
 #include <chrono>
 #include <condition_variable>
@@ -16,7 +16,7 @@
 #include <thread>
 #include <utility>
 
-namespace tvsim {
+namespace tvsim::common {
 
 // One observer's right to be called: a connection or an iterator. Once ended,
 // nothing posted for it is delivered any more.
@@ -40,7 +40,7 @@ public:
     CallbackThread& operator=(const CallbackThread&) = delete;
 
     // Queues a call for the subscription; it runs on the callback thread with
-    // no lock of the simulator held, unless the subscription has ended by then.
+    // no lock of the host held, unless the subscription has ended by then.
     Ticket post(const SubscriptionPtr& subscription, Call call,
                 std::chrono::milliseconds delay = std::chrono::milliseconds(0));
 
@@ -93,4 +93,4 @@ private:
     std::thread m_thread;
 };
 
-}  // namespace tvsim
+}  // namespace tvsim::common

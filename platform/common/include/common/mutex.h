@@ -1,4 +1,4 @@
-// The simulator's mutex and scoped lock: thin wrappers over std::mutex that
+// The platform hosts' mutex and scoped lock: thin wrappers over std::mutex that
 // carry clang's thread-safety annotations, so that the tsa preset checks every
 // access to a member marked SYSACCESS_GUARDED_BY, as it does in the library.
 // The annotations compile away on other compilers.
@@ -9,7 +9,7 @@
 #include <condition_variable>
 #include <mutex>
 
-namespace tvsim {
+namespace tvsim::common {
 
 class SYSACCESS_CAPABILITY("mutex") Mutex {
 public:
@@ -42,4 +42,4 @@ private:
     std::unique_lock<std::mutex> m_lock;
 };
 
-}  // namespace tvsim
+}  // namespace tvsim::common

@@ -1,8 +1,8 @@
-#include "callback_thread.h"
+#include <common/callback_thread.h>
 
 #include <cassert>
 
-namespace tvsim {
+namespace tvsim::common {
 namespace {
 
 // Set on the dispatcher thread for its whole life, so the question "am I the
@@ -149,4 +149,4 @@ void CallbackThread::run() {
     m_delivered.notify_all();
 }
 
-}  // namespace tvsim
+}  // namespace tvsim::common
