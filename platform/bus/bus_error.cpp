@@ -1,11 +1,12 @@
 #include "bus_error.h"
 
 #include <cstring>
+#include <system_error>
 
 namespace tvsimd {
 
 SdBusFailure::SdBusFailure(const char* what, int result)
-    : std::runtime_error(std::string(what) + ": " + std::strerror(-result)), m_result(result) {}
+    : std::runtime_error(std::string(what) + ": " + std::generic_category().message(-result)), m_result(result) {}
 
 int check(int result, const char* what) {
     if (result < 0) {

@@ -6,6 +6,7 @@
 
 #include <cstring>
 #include <stdexcept>
+#include <system_error>
 
 namespace tvsimd {
 namespace {
@@ -36,7 +37,8 @@ TvControlProxy::TvControlProxy(const std::string& address, std::chrono::millisec
     int error = 0;
     m_bus = openBus(resolved, error);
     if (!m_bus) {
-        throw std::runtime_error("cannot reach the bus at '" + resolved + "': " + std::strerror(-error));
+        throw std::runtime_error("cannot reach the bus at '" + resolved +
+                                 "': " + std::generic_category().message(-error));
     }
 }
 
@@ -50,7 +52,7 @@ Message TvControlProxy::call(const char* interface, const char* member, const Ap
     const auto timeoutUs = static_cast<std::uint64_t>(m_timeout.count()) * 1000;
     const int result = sd_bus_call(m_bus.get(), raw, timeoutUs, &error, &reply);
     if (result < 0) {
-        const std::string text = error.message != nullptr ? error.message : std::strerror(-result);
+        const std::string text = error.message != nullptr ? error.message : std::generic_category().message(-result);
         const std::optional<tvsim::ControlErrorKind> kind =
             error.name != nullptr ? controlErrorKindOf(error.name) : std::nullopt;
         sd_bus_error_free(&error);

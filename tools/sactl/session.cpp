@@ -14,6 +14,7 @@
 #include <cstring>
 #include <ctime>
 #include <iostream>
+#include <system_error>
 
 namespace sactl {
 namespace {
@@ -82,7 +83,7 @@ void Output::result(const std::string& text, const nlohmann::json& object) const
     errno = 0;
     if (!(std::cout << (m_json ? jsonText(object) : text) << std::endl)) {
         throw CommandError(std::string("write error on standard output") +
-                           (errno != 0 ? std::string(": ") + std::strerror(errno) : std::string()));
+                           (errno != 0 ? std::string(": ") + std::generic_category().message(errno) : std::string()));
     }
 }
 

@@ -16,6 +16,7 @@
 
 namespace tvsimd {
 
+// NOLINTNEXTLINE(bugprone-exception-escape): its moves are nlohmann::json's, noexcept; the check cannot see it.
 struct TvPicture {
     nlohmann::json panel;          // channel (number, name, URI), who holds video/audio/PSI, playback, no-banner
     nlohmann::json values;         // path -> {"type", "value"}

@@ -21,6 +21,7 @@ class DashboardSampler {
 public:
     // Reads the first picture at once, so that the feed has one before any page asks.
     DashboardSampler(const TvReader& reader, ChangeFeed& feed, std::chrono::milliseconds period);
+    // NOLINTNEXTLINE(bugprone-exception-escape): see the definition.
     ~DashboardSampler();  // stops and joins the thread
 
     DashboardSampler(const DashboardSampler&) = delete;

@@ -40,7 +40,7 @@ struct HttpEndpoint {
 // "ADDR:PORT", "[IPv6]:PORT"; throws std::runtime_error with one line.
 HttpEndpoint parseHttpEndpoint(const std::string& text);
 
-constexpr std::size_t kMaxRequestBody = 64 * 1024;
+constexpr std::size_t kMaxRequestBody = std::size_t{64} * 1024;
 
 class DashboardServer {
 public:

@@ -7,6 +7,8 @@ namespace tvsimd {
 FlushWorker::FlushWorker(tvsim::Simulator& simulator, NotificationQueue& queue)
     : m_simulator(simulator), m_queue(queue), m_thread([this] { run(); }) {}
 
+// NOLINTNEXTLINE(bugprone-exception-escape): locking and joining fail only on a programming error; ending then is
+// right.
 FlushWorker::~FlushWorker() {
     {
         velmora::base::UniqueLock lock(&m_mutex);

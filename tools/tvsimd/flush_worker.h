@@ -21,6 +21,7 @@ namespace tvsimd {
 class FlushWorker {
 public:
     FlushWorker(tvsim::Simulator& simulator, NotificationQueue& queue);
+    // NOLINTNEXTLINE(bugprone-exception-escape): see the definition.
     ~FlushWorker();  // finishes the flushes asked for, then joins
 
     FlushWorker(const FlushWorker&) = delete;

@@ -12,6 +12,7 @@
 #include <cstring>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 
 namespace tvsimd {
 namespace {
@@ -39,7 +40,7 @@ namespace {
 PrivateBus::PrivateBus() {
     int fds[2];
     if (pipe2(fds, O_CLOEXEC) != 0) {
-        throw std::runtime_error(std::string("cannot make a pipe: ") + std::strerror(errno));
+        throw std::runtime_error(std::string("cannot make a pipe: ") + std::generic_category().message(errno));
     }
     m_pid = fork();
     if (m_pid == 0) {
@@ -51,7 +52,7 @@ PrivateBus::PrivateBus() {
     close(fds[1]);
     if (m_pid < 0) {
         close(fds[0]);
-        throw std::runtime_error(std::string("cannot start dbus-daemon: ") + std::strerror(errno));
+        throw std::runtime_error(std::string("cannot start dbus-daemon: ") + std::generic_category().message(errno));
     }
     char buffer[512];
     std::string line;

@@ -10,13 +10,14 @@
 #include <csignal>
 #include <cstring>
 #include <stdexcept>
+#include <system_error>
 
 namespace tvsimd {
 namespace {
 
 void require(int result, const std::string& what) {
     if (result < 0) {
-        throw std::runtime_error(what + ": " + std::strerror(-result));
+        throw std::runtime_error(what + ": " + std::generic_category().message(-result));
     }
 }
 

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <system_error>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -47,12 +48,12 @@ std::string readModelFile(const std::string& path) {
     auto refuse = [&](const std::string& why) { return ModelFileError(path + ": cannot read the file: " + why); };
     const int descriptor = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (descriptor < 0) {
-        throw refuse(std::strerror(errno));
+        throw refuse(std::generic_category().message(errno));
     }
     const OpenFile file{descriptor};
     struct stat status {};
     if (::fstat(file.descriptor, &status) != 0) {
-        throw refuse(std::strerror(errno));
+        throw refuse(std::generic_category().message(errno));
     }
     if (!S_ISREG(status.st_mode)) {
         throw refuse(std::string("it is ") + fileKind(status.st_mode) + ", not a regular file");
@@ -69,7 +70,7 @@ std::string readModelFile(const std::string& path) {
             continue;
         }
         if (count < 0) {
-            throw refuse(std::strerror(errno));
+            throw refuse(std::generic_category().message(errno));
         }
         if (count == 0) {
             return text;

@@ -26,6 +26,7 @@ private:
 };
 
 // {"path": "...", "value": <JSON of the path's type>}
+// NOLINTNEXTLINE(bugprone-exception-escape): its moves are nlohmann::json's, noexcept; the check cannot see it.
 struct SetValueRequest {
     std::string path;
     nlohmann::json value;  // checked against the path's type by decodeValue once the type is known
