@@ -5,6 +5,8 @@
 // else escaping, a crash or a sanitizer report is a finding.
 #include <api_requests.h>
 
+#include <tvsim/model_control.h>
+
 #include <cstdint>
 #include <string>
 #include <string_view>

@@ -91,7 +91,8 @@ int serve(const Options& options) {
     // After the service, so that it stops serving before the service goes.
     std::optional<tvsimd::DashboardServer> dashboard;
     if (!options.http.empty()) {
-        dashboard.emplace(service, tvsimd::parseHttpEndpoint(options.http), options.httpAllowRemote);
+        dashboard.emplace(simulator, service.control(), tvsimd::parseHttpEndpoint(options.http),
+                          options.httpAllowRemote);
     }
     if (privateBus) {
         std::cout << "export DBUS_SESSION_BUS_ADDRESS=" << shellQuoted(address) << "\n";

@@ -2,6 +2,7 @@
 
 #include "bus_error.h"
 #include "bus_names.h"
+#include "interfaces.h"
 #include "log.h"
 
 #include <sys/epoll.h>
@@ -24,12 +25,11 @@ void require(int result, const std::string& what) {
 }  // namespace
 
 Service::Service(tvsim::Simulator& simulator, RootInterface& root, tvsim::LoadedModel model)
-    : m_simulator(simulator),
-      m_root(root),
-      m_flusher(simulator, m_queue),
+    : m_flusher(simulator, m_queue),
       m_clients(root, m_queue),
       m_control(simulator, std::move(model),
-                [this](lomodelapi::Observer* observer) { return m_clients.label(observer); }) {}
+                [this](lomodelapi::Observer* observer) { return m_clients.label(observer); }),
+      m_parts{nullptr, simulator, m_control, m_clients, m_queue, m_flusher} {}
 
 Service::~Service() {
     // Before the bus goes: no observer may post for a client after this.
@@ -53,6 +53,7 @@ void Service::open(const std::string& address) {
         require(sd_bus_start(m_bus), "cannot connect to the bus at '" + address + "'");
     }
     m_clients.setBus(m_bus);
+    m_parts.bus = m_bus;
     require(sd_bus_attach_event(m_bus, m_event, SD_EVENT_PRIORITY_NORMAL), "cannot attach the bus");
     require(sd_event_add_io(m_event, nullptr, m_queue.fd(), EPOLLIN, &Service::onQueue, this),
             "cannot watch the notification queue");
@@ -61,13 +62,13 @@ void Service::open(const std::string& address) {
     require(sd_bus_match_signal(m_bus, nullptr, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
                                 "NameOwnerChanged", &Service::onNameOwnerChanged, this),
             "cannot watch clients leave");
-    addControlInterface(*this);
-    addFaultsInterface(*this);
-    addRespondersInterface(*this);
-    addRecordsInterface(*this);
-    addPlatformInterface(*this);
-    addModelObjectInterfaces(*this);
-    addIteratorInterface(*this);
+    addControlInterface(m_parts);
+    addFaultsInterface(m_bus, m_control);
+    addRespondersInterface(m_bus, m_control);
+    addRecordsInterface(m_parts);
+    addPlatformInterface(m_parts);
+    addModelObjectInterfaces(m_parts);
+    addIteratorInterface(m_parts);
     require(sd_bus_add_object_manager(m_bus, nullptr, kControlPath), "cannot add the object manager");
     const int named = sd_bus_request_name(m_bus, kServiceName, 0);
     if (named == -EEXIST) {

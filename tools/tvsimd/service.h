@@ -4,6 +4,7 @@
 // it only through the notification queue.
 #pragma once
 
+#include "bus_parts.h"
 #include "clients.h"
 #include "flush_worker.h"
 #include "notification_queue.h"
@@ -35,12 +36,6 @@ public:
     // Serves until SIGINT or SIGTERM, then releases the name. Returns the exit code.
     int run();
 
-    sd_bus* bus() const { return m_bus; }
-    tvsim::Simulator& simulator() { return m_simulator; }
-    RootInterface& root() { return m_root; }
-    Clients& clients() { return m_clients; }
-    NotificationQueue& queue() { return m_queue; }
-    FlushWorker& flusher() { return m_flusher; }
     // The TV's controls: any thread, but connects() names clients from the bus
     // thread's bookkeeping, so it is called there only.
     tvsim::LocalTvControl& control() { return m_control; }
@@ -49,32 +44,13 @@ private:
     static int onQueue(sd_event_source* source, int fd, std::uint32_t events, void* service);
     static int onNameOwnerChanged(sd_bus_message* message, void* service, sd_bus_error* error);
 
-    tvsim::Simulator& m_simulator;
-    RootInterface& m_root;
     NotificationQueue m_queue;
     FlushWorker m_flusher;  // after the queue it posts to
     Clients m_clients;
     tvsim::LocalTvControl m_control;  // after the clients it names
     sd_event* m_event = nullptr;
     sd_bus* m_bus = nullptr;
+    BusParts m_parts;  // the handlers' userdata; its bus is set once open
 };
-
-// The service behind a handler's userdata.
-inline Service& serviceOf(void* userdata) {
-    return *static_cast<Service*>(userdata);
-}
-
-// Each adds one interface (or family of objects) to the service's bus; interfaces.cpp files.
-void addControlInterface(Service& service);
-void addFaultsInterface(Service& service);
-void addRespondersInterface(Service& service);
-void addRecordsInterface(Service& service);
-void addPlatformInterface(Service& service);
-void addModelObjectInterfaces(Service& service);  // the enumerator and the four below
-void addObjectInterface(Service& service);
-void addValueInterface(Service& service);
-void addActionInterface(Service& service);
-void addTableInterface(Service& service);
-void addIteratorInterface(Service& service);
 
 }  // namespace tvsimd

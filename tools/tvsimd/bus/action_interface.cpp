@@ -3,6 +3,7 @@
 // client connected to the action.
 #include "bus_error.h"
 #include "bus_names.h"
+#include "interfaces.h"
 #include "method_support.h"
 #include "model_object_support.h"
 #include "value_codec.h"
@@ -17,12 +18,12 @@ bool isAction(lomodelapi::ObjectTypeSpec realType) {
 // the platform delivered before invoke returned leave before the reply.
 int invoke(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        Service& service = serviceOf(userdata);
-        const ClientConnection& connection = callerConnection(call, service, isAction);
+        BusParts& parts = partsOf(userdata);
+        const ClientConnection& connection = callerConnection(call, parts, isAction);
         const std::vector<lomodelapi::Argument> arguments = readArguments(call);
         unsigned int actionId = 0;
         const int status = static_cast<ActionObject*>(connection.object)->invoke(actionId, arguments);
-        service.queue().drain();
+        parts.queue.drain();
         return reply(call, [&](sd_bus_message* answer) {
             check(sd_bus_message_append(answer, "iu", status, static_cast<std::uint32_t>(actionId)), "append");
         });
@@ -41,8 +42,8 @@ const sd_bus_vtable kVtable[] = {
 
 }  // namespace
 
-void addActionInterface(Service& service) {
-    addModelFallback(service, kActionInterface, kVtable, isAction);
+void addActionInterface(BusParts& parts) {
+    addModelFallback(parts, kActionInterface, kVtable, isAction);
 }
 
 }  // namespace tvsimd

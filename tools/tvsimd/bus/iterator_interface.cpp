@@ -2,15 +2,16 @@
 // row-reading operations, whose events come as signals to that client only.
 #include "bus_error.h"
 #include "bus_names.h"
+#include "bus_parts.h"
+#include "interfaces.h"
 #include "method_support.h"
-#include "service.h"
 
 namespace tvsimd {
 namespace {
 
-tvsim::SimIterator& callerIterator(sd_bus_message* call, Service& service) {
+tvsim::SimIterator& callerIterator(sd_bus_message* call, BusParts& parts) {
     const char* path = sd_bus_message_get_path(call);
-    const ClientIterator* iterator = service.clients().iterator(path != nullptr ? path : "");
+    const ClientIterator* iterator = parts.clients.iterator(path != nullptr ? path : "");
     tvsim::SimIterator* simulated = iterator != nullptr ? tvsim::SimIterator::from(iterator->iterator) : nullptr;
     if (simulated == nullptr || iterator->client != senderOf(call)) {
         throw BusError(kErrorUnknownConnection, "This iterator is not one this client holds.");
@@ -22,7 +23,7 @@ tvsim::SimIterator& callerIterator(sd_bus_message* call, Service& service) {
 template <void (tvsim::IteratorMoves::*Operation)(int)>
 int withRow(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        tvsim::SimIterator& iterator = callerIterator(call, serviceOf(userdata));
+        tvsim::SimIterator& iterator = callerIterator(call, partsOf(userdata));
         (iterator.*Operation)(readInt(call));
         return replyEmpty(call);
     });
@@ -31,21 +32,21 @@ int withRow(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 template <void (tvsim::IteratorMoves::*Operation)()>
 int plain(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        (callerIterator(call, serviceOf(userdata)).*Operation)();
+        (callerIterator(call, partsOf(userdata)).*Operation)();
         return replyEmpty(call);
     });
 }
 
 int seekToContent(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        tvsim::SimIterator& iterator = callerIterator(call, serviceOf(userdata));
+        tvsim::SimIterator& iterator = callerIterator(call, partsOf(userdata));
         iterator.seekToContent(readString(call));
         return replyEmpty(call);
     });
 }
 
 int findIterator(sd_bus*, const char* objectPath, const char*, void* userdata, void** found, sd_bus_error*) {
-    if (serviceOf(userdata).clients().iterator(objectPath) == nullptr) {
+    if (partsOf(userdata).clients.iterator(objectPath) == nullptr) {
         return 0;
     }
     *found = userdata;
@@ -53,7 +54,7 @@ int findIterator(sd_bus*, const char* objectPath, const char*, void* userdata, v
 }
 
 int enumerateIterators(sd_bus*, const char*, void* userdata, char*** nodes, sd_bus_error*) {
-    return nodeList(serviceOf(userdata).clients().iteratorPaths(), nodes);
+    return nodeList(partsOf(userdata).clients.iteratorPaths(), nodes);
 }
 
 const sd_bus_vtable kVtable[] = {
@@ -78,11 +79,11 @@ const sd_bus_vtable kVtable[] = {
 
 }  // namespace
 
-void addIteratorInterface(Service& service) {
-    check(sd_bus_add_node_enumerator(service.bus(), nullptr, kIteratorPrefix, enumerateIterators, &service),
+void addIteratorInterface(BusParts& parts) {
+    check(sd_bus_add_node_enumerator(parts.bus, nullptr, kIteratorPrefix, enumerateIterators, &parts),
           "add the iterator enumerator");
-    check(sd_bus_add_fallback_vtable(service.bus(), nullptr, kIteratorPrefix, kIteratorInterface, kVtable, findIterator,
-                                     &service),
+    check(sd_bus_add_fallback_vtable(parts.bus, nullptr, kIteratorPrefix, kIteratorInterface, kVtable, findIterator,
+                                     &parts),
           "add io.sysaccess.TvSim.Iterator");
 }
 

@@ -110,9 +110,10 @@ HttpEndpoint parseHttpEndpoint(const std::string& text) {
     return endpoint;
 }
 
-DashboardServer::DashboardServer(Service& service, const HttpEndpoint& endpoint, bool allowRemote)
-    : m_reader(service.simulator(), service.control()),
-      m_commands(service),
+DashboardServer::DashboardServer(const tvsim::Simulator& simulator, tvsim::LocalTvControl& control,
+                                 const HttpEndpoint& endpoint, bool allowRemote)
+    : m_reader(simulator, control),
+      m_commands(control),
       m_token(makeToken()),
       m_server(std::make_unique<httplib::Server>()) {
     if (isWildcard(endpoint.host)) {

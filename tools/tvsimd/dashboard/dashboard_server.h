@@ -2,9 +2,8 @@
 //
 // Threads: the HTTP library's own listener and worker threads run every
 // request; the sampler's thread reads the TV. None of them touches the bus:
-// they use the simulator (safe from any thread) and post to the bus thread
-// through the notification queue, which never blocks; the bus thread never
-// waits for them either.
+// they use the simulator and the TV's controls, both safe from any thread,
+// and the bus thread never waits for them either.
 //
 // Safety: a request whose Host header is not the bound address is refused
 // (403), so a page from another name resolving to this address (DNS
@@ -13,12 +12,13 @@
 // other pages in the same browser cannot change it.
 #pragma once
 
-#include "dashboard_commands.h"
-#include "dashboard_feed.h"
-#include "dashboard_picture.h"
-#include "dashboard_sampler.h"
-#include "service.h"
+#include "commands.h"
+#include "feed.h"
+#include "picture.h"
+#include "sampler.h"
 
+#include <tvsim/local_tv_control.h>
+#include <tvsim/simulator.h>
 #include <tvsim/source_switch.h>
 
 #include <memory>
@@ -46,7 +46,9 @@ class DashboardServer {
 public:
     // Binds and starts serving. Throws std::runtime_error with one line when the
     // address is not loopback and remote clients are not allowed, or it cannot bind.
-    DashboardServer(Service& service, const HttpEndpoint& endpoint, bool allowRemote);
+    // The dashboard reads the TV through the simulator and changes it through the control only.
+    DashboardServer(const tvsim::Simulator& simulator, tvsim::LocalTvControl& control, const HttpEndpoint& endpoint,
+                    bool allowRemote);
     ~DashboardServer();  // ends the event streams, stops serving, joins its threads
 
     DashboardServer(const DashboardServer&) = delete;

@@ -5,8 +5,8 @@
 // not seen. Started and stopped by the thread that owns it.
 #pragma once
 
-#include "dashboard_feed.h"
-#include "dashboard_picture.h"
+#include "feed.h"
+#include "picture.h"
 
 #include <base/synchronization/condition_variable.h>
 #include <base/synchronization/mutex.h>

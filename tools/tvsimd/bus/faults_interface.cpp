@@ -2,15 +2,11 @@
 // Each fault applies to what clients do next, whichever process they run in.
 #include "bus_error.h"
 #include "bus_names.h"
+#include "interfaces.h"
 #include "method_support.h"
-#include "service.h"
 
 namespace tvsimd {
 namespace {
-
-tvsim::TvControl& controlOf(void* userdata) {
-    return serviceOf(userdata).control();
-}
 
 int failNextConnects(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
@@ -117,8 +113,8 @@ const sd_bus_vtable kVtable[] = {
 
 }  // namespace
 
-void addFaultsInterface(Service& service) {
-    check(sd_bus_add_object_vtable(service.bus(), nullptr, kControlPath, kFaultsInterface, kVtable, &service),
+void addFaultsInterface(sd_bus* bus, tvsim::TvControl& control) {
+    check(sd_bus_add_object_vtable(bus, nullptr, kControlPath, kFaultsInterface, kVtable, &control),
           "add io.sysaccess.TvSim.Control.Faults");
 }
 

@@ -2,8 +2,8 @@
 // the platform reports by itself.
 #include "bus_error.h"
 #include "bus_names.h"
+#include "interfaces.h"
 #include "method_support.h"
-#include "service.h"
 #include "value_codec.h"
 
 #include <cstring>
@@ -38,14 +38,14 @@ int setReply(sd_bus_message* call, void* userdata, sd_bus_error* error) {
         answer.delay = std::chrono::milliseconds(delayMs);
         answer.beforeInvokeReturns = early != 0;
         answer.results = readArguments(call);
-        serviceOf(userdata).control().setReply(path, answer);
+        controlOf(userdata).setReply(path, answer);
         return replyEmpty(call);
     });
 }
 
 int resetReply(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        serviceOf(userdata).control().resetReply(readString(call));
+        controlOf(userdata).resetReply(readString(call));
         return replyEmpty(call);
     });
 }
@@ -55,7 +55,7 @@ int emitResult(sd_bus_message* call, void* userdata, sd_bus_error* error) {
         const std::string path = readString(call);
         std::uint32_t actionId = 0;
         check(sd_bus_message_read_basic(call, 'u', &actionId), "read action id");
-        serviceOf(userdata).control().emitResult(path, actionId, readArguments(call));
+        controlOf(userdata).emitResult(path, actionId, readArguments(call));
         return replyEmpty(call);
     });
 }
@@ -66,7 +66,7 @@ int emitExecutionError(sd_bus_message* call, void* userdata, sd_bus_error* error
         std::uint32_t actionId = 0;
         int code = 0;
         check(sd_bus_message_read(call, "ui", &actionId, &code), "read outcome");
-        serviceOf(userdata).control().emitExecutionError(path, actionId, code);
+        controlOf(userdata).emitExecutionError(path, actionId, code);
         return replyEmpty(call);
     });
 }
@@ -77,7 +77,7 @@ int emitExecutionError(sd_bus_message* call, void* userdata, sd_bus_error* error
 // (and the rest zero) when the model gave it none.
 int sourceSwitch(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        const std::optional<tvsim::SourceSwitchState> tv = serviceOf(userdata).control().sourceSwitch(readString(call));
+        const std::optional<tvsim::SourceSwitchState> tv = controlOf(userdata).sourceSwitch(readString(call));
         return reply(call, [&](sd_bus_message* answer) {
             if (!tv) {
                 check(sd_bus_message_append(answer, "biiiiissssi", 0, 0, 0, 0, 0, -1, "", "", "", "", 0), "append");
@@ -114,8 +114,8 @@ const sd_bus_vtable kVtable[] = {
 
 }  // namespace
 
-void addRespondersInterface(Service& service) {
-    check(sd_bus_add_object_vtable(service.bus(), nullptr, kControlPath, kRespondersInterface, kVtable, &service),
+void addRespondersInterface(sd_bus* bus, tvsim::TvControl& control) {
+    check(sd_bus_add_object_vtable(bus, nullptr, kControlPath, kRespondersInterface, kVtable, &control),
           "add io.sysaccess.TvSim.Control.Responders");
 }
 

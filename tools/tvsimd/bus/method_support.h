@@ -4,6 +4,7 @@
 #pragma once
 
 #include <tvsim/simulator.h>
+#include <tvsim/tv_control.h>
 
 #include <systemd/sd-bus.h>
 
@@ -32,5 +33,10 @@ int replyStatus(sd_bus_message* call, int status);
 lomodelapi::ObjectTypeSpec typeOrNone(const tvsim::Simulator& simulator, const std::string& path);
 // Hands the paths to sd-bus as a node enumerator's answer; returns what the enumerator returns.
 int nodeList(const std::vector<std::string>& paths, char*** nodes);
+
+// The TV's controls behind the userdata of an interface that needs nothing else.
+inline tvsim::TvControl& controlOf(void* userdata) {
+    return *static_cast<tvsim::TvControl*>(userdata);
+}
 
 }  // namespace tvsimd

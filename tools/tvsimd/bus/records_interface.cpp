@@ -3,8 +3,9 @@
 // connection or iterator tvsimd made for it ("" when it names no observer).
 #include "bus_error.h"
 #include "bus_names.h"
+#include "bus_parts.h"
+#include "interfaces.h"
 #include "method_support.h"
-#include "service.h"
 #include "value_codec.h"
 
 namespace tvsimd {
@@ -27,7 +28,7 @@ int replyRecords(sd_bus_message* call, const std::string& fields, const std::vec
 
 int connects(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        return replyRecords(call, "ssib", serviceOf(userdata).control().connects(),
+        return replyRecords(call, "ssib", partsOf(userdata).control.connects(),
                             [&](sd_bus_message* answer, const tvsim::ClientConnect& record) {
                                 check(sd_bus_message_append(answer, "ssib", record.path.c_str(), record.client.c_str(),
                                                             record.status, record.object),
@@ -38,11 +39,11 @@ int connects(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 
 int disconnects(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        Service& service = serviceOf(userdata);
-        return replyRecords(call, "ss", service.simulator().disconnects(),
+        BusParts& parts = partsOf(userdata);
+        return replyRecords(call, "ss", parts.simulator.disconnects(),
                             [&](sd_bus_message* answer, const tvsim::DisconnectRecord& record) {
                                 check(sd_bus_message_append(answer, "ss", record.path.c_str(),
-                                                            service.clients().label(record.observer).c_str()),
+                                                            parts.clients.label(record.observer).c_str()),
                                       "append disconnect");
                             });
     });
@@ -50,7 +51,7 @@ int disconnects(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 
 int invokes(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        return replyRecords(call, "suia(nnns)", serviceOf(userdata).control().invokes(),
+        return replyRecords(call, "suia(nnns)", partsOf(userdata).control.invokes(),
                             [](sd_bus_message* answer, const tvsim::InvokeRecord& record) {
                                 check(sd_bus_message_append(answer, "sui", record.path.c_str(),
                                                             static_cast<std::uint32_t>(record.actionId), record.status),
@@ -62,11 +63,11 @@ int invokes(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 
 int createIterators(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        Service& service = serviceOf(userdata);
-        return replyRecords(call, "ssiaib", service.simulator().createIterators(),
+        BusParts& parts = partsOf(userdata);
+        return replyRecords(call, "ssiaib", parts.simulator.createIterators(),
                             [&](sd_bus_message* answer, const tvsim::CreateIteratorRecord& record) {
                                 check(sd_bus_message_append(answer, "ssi", record.path.c_str(),
-                                                            service.clients().label(record.observer).c_str(),
+                                                            parts.clients.label(record.observer).c_str(),
                                                             static_cast<int>(record.type)),
                                       "append iterator");
                                 check(sd_bus_message_append_array(answer, 'i', record.columns.data(),
@@ -80,14 +81,14 @@ int createIterators(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 template <int (tvsim::CallRecords::*Count)(const std::string&) const>
 int countOf(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error,
-                        [&] { return replyStatus(call, (serviceOf(userdata).simulator().*Count)(readString(call))); });
+                        [&] { return replyStatus(call, (partsOf(userdata).simulator.*Count)(readString(call))); });
 }
 
 int clear(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        Service& service = serviceOf(userdata);
-        service.control().clearRecords();
-        service.clients().clearEnded();
+        BusParts& parts = partsOf(userdata);
+        parts.control.clearRecords();
+        parts.clients.clearEnded();
         return replyEmpty(call);
     });
 }
@@ -110,8 +111,8 @@ const sd_bus_vtable kVtable[] = {
 
 }  // namespace
 
-void addRecordsInterface(Service& service) {
-    check(sd_bus_add_object_vtable(service.bus(), nullptr, kControlPath, kRecordsInterface, kVtable, &service),
+void addRecordsInterface(BusParts& parts) {
+    check(sd_bus_add_object_vtable(parts.bus, nullptr, kControlPath, kRecordsInterface, kVtable, &parts),
           "add io.sysaccess.TvSim.Control.Records");
 }
 

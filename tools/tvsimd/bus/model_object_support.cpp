@@ -2,6 +2,7 @@
 
 #include "bus_error.h"
 #include "bus_names.h"
+#include "interfaces.h"
 #include "method_support.h"
 #include "object_paths.h"
 
@@ -9,7 +10,7 @@ namespace tvsimd {
 namespace {
 
 struct Fallback {
-    Service* service;
+    BusParts* parts;
     TypeFilter fits;
 };
 
@@ -19,21 +20,21 @@ int findObject(sd_bus*, const char* objectPath, const char*, void* userdata, voi
     if (!modelPathOf(objectPath, modelPath)) {
         return 0;
     }
-    lomodelapi::ObjectTypeSpec realType = typeOrNone(fallback.service->simulator(), modelPath);
-    if (realType == lomodelapi::OBJECT_TYPE_NONE && !fallback.service->clients().connectedTo(modelPath, realType)) {
+    lomodelapi::ObjectTypeSpec realType = typeOrNone(fallback.parts->simulator, modelPath);
+    if (realType == lomodelapi::OBJECT_TYPE_NONE && !fallback.parts->clients.connectedTo(modelPath, realType)) {
         return 0;
     }
     if (!fallback.fits(realType)) {
         return 0;
     }
-    *found = fallback.service;
+    *found = fallback.parts;
     return 1;
 }
 
 // Lists every model object, so introspection (busctl tree) shows the model.
 int enumerateObjects(sd_bus*, const char*, void* userdata, char*** nodes, sd_bus_error*) {
     std::vector<std::string> paths;
-    for (const tvsim::ModelEntry& entry : serviceOf(userdata).simulator().list("")) {
+    for (const tvsim::ModelEntry& entry : partsOf(userdata).simulator.list("")) {
         paths.push_back(objectPathOf(entry.path));
     }
     return nodeList(paths, nodes);
@@ -41,17 +42,17 @@ int enumerateObjects(sd_bus*, const char*, void* userdata, char*** nodes, sd_bus
 
 }  // namespace
 
-void addModelEnumerator(Service& service) {
-    check(sd_bus_add_node_enumerator(service.bus(), nullptr, kModelPrefix, enumerateObjects, &service),
+void addModelEnumerator(BusParts& parts) {
+    check(sd_bus_add_node_enumerator(parts.bus, nullptr, kModelPrefix, enumerateObjects, &parts),
           "add the model enumerator");
 }
 
-void addModelFallback(Service& service, const char* interface, const sd_bus_vtable* vtable, TypeFilter fits) {
+void addModelFallback(BusParts& parts, const char* interface, const sd_bus_vtable* vtable, TypeFilter fits) {
     // The slot owns the filter and frees it when the bus goes.
-    auto* fallback = new Fallback{&service, fits};
+    auto* fallback = new Fallback{&parts, fits};
     sd_bus_slot* slot = nullptr;
     const int added =
-        sd_bus_add_fallback_vtable(service.bus(), &slot, kModelPrefix, interface, vtable, findObject, fallback);
+        sd_bus_add_fallback_vtable(parts.bus, &slot, kModelPrefix, interface, vtable, findObject, fallback);
     if (added < 0) {
         delete fallback;
         check(added, interface);
@@ -75,9 +76,9 @@ std::string modelPathOfCall(sd_bus_message* call) {
     return modelPathOfObject(sd_bus_message_get_path(call));
 }
 
-const ClientConnection& callerConnection(sd_bus_message* call, Service& service, TypeFilter fits) {
+const ClientConnection& callerConnection(sd_bus_message* call, BusParts& parts, TypeFilter fits) {
     const std::uint64_t id = readId(call);
-    const ClientConnection& connection = service.clients().connection(senderOf(call), modelPathOfCall(call), id);
+    const ClientConnection& connection = parts.clients.connection(senderOf(call), modelPathOfCall(call), id);
     if (!fits(connection.realType)) {
         throw BusError(kErrorWrongType, "Connection " + std::to_string(id) + " is to " +
                                             tvsim::objectTypeName(connection.realType) +
@@ -86,12 +87,12 @@ const ClientConnection& callerConnection(sd_bus_message* call, Service& service,
     return connection;
 }
 
-void addModelObjectInterfaces(Service& service) {
-    addModelEnumerator(service);
-    addObjectInterface(service);
-    addValueInterface(service);
-    addActionInterface(service);
-    addTableInterface(service);
+void addModelObjectInterfaces(BusParts& parts) {
+    addModelEnumerator(parts);
+    addObjectInterface(parts);
+    addValueInterface(parts);
+    addActionInterface(parts);
+    addTableInterface(parts);
 }
 
 }  // namespace tvsimd

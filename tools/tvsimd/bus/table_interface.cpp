@@ -3,6 +3,7 @@
 // holds them. An iterator is an object of its own (iterator_interface.cpp).
 #include "bus_error.h"
 #include "bus_names.h"
+#include "interfaces.h"
 #include "method_support.h"
 #include "model_object_support.h"
 #include "value_codec.h"
@@ -41,9 +42,9 @@ IteratorRequest readIteratorRequest(sd_bus_message* call) {
 // CreateIterator(t connection, i type, a(iis) selections, ai columns, a(ii) orders) -> o iterator ("/" for none)
 int createIterator(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        Service& service = serviceOf(userdata);
-        const ClientConnection& connection = callerConnection(call, service, isTable);
-        const ClientIterator* made = service.clients().createIterator(connection, readIteratorRequest(call));
+        BusParts& parts = partsOf(userdata);
+        const ClientConnection& connection = callerConnection(call, parts, isTable);
+        const ClientIterator* made = parts.clients.createIterator(connection, readIteratorRequest(call));
         const std::string path = made != nullptr ? made->objectPath : "/";
         // Its first events (ready, total count) may already wait; they follow the reply in order.
         return reply(call, [&](sd_bus_message* answer) {
@@ -56,12 +57,12 @@ int createIterator(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 // signals leave before the reply, so none follows it.
 int destroyIterator(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        Service& service = serviceOf(userdata);
-        const ClientConnection& connection = callerConnection(call, service, isTable);
+        BusParts& parts = partsOf(userdata);
+        const ClientConnection& connection = callerConnection(call, parts, isTable);
         const char* iterator = nullptr;
         check(sd_bus_message_read_basic(call, 'o', &iterator), "read iterator");
-        const int status = service.clients().destroyIterator(connection, iterator);
-        service.queue().drain();
+        const int status = parts.clients.destroyIterator(connection, iterator);
+        parts.queue.drain();
         return replyStatus(call, status);
     });
 }
@@ -69,7 +70,7 @@ int destroyIterator(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 int columnsProperty(sd_bus*, const char* objectPath, const char*, const char*, sd_bus_message* answer, void* userdata,
                     sd_bus_error* error) {
     return handleMethod(error, [&] {
-        appendValue(answer, serviceOf(userdata).simulator().columns(modelPathOfObject(objectPath)));
+        appendValue(answer, partsOf(userdata).simulator.columns(modelPathOfObject(objectPath)));
         return 1;
     });
 }
@@ -77,7 +78,7 @@ int columnsProperty(sd_bus*, const char* objectPath, const char*, const char*, s
 int rowCountProperty(sd_bus*, const char* objectPath, const char*, const char*, sd_bus_message* answer, void* userdata,
                      sd_bus_error* error) {
     return handleMethod(error, [&] {
-        const int count = static_cast<int>(serviceOf(userdata).simulator().rows(modelPathOfObject(objectPath)).size());
+        const int count = static_cast<int>(partsOf(userdata).simulator.rows(modelPathOfObject(objectPath)).size());
         return check(sd_bus_message_append_basic(answer, 'i', &count), "append row count");
     });
 }
@@ -97,8 +98,8 @@ const sd_bus_vtable kVtable[] = {
 
 }  // namespace
 
-void addTableInterface(Service& service) {
-    addModelFallback(service, kTableInterface, kVtable, isTable);
+void addTableInterface(BusParts& parts) {
+    addModelFallback(parts, kTableInterface, kVtable, isTable);
 }
 
 }  // namespace tvsimd

@@ -4,10 +4,11 @@
 // addressed to that client only.
 #include "bus_error.h"
 #include "bus_names.h"
+#include "bus_parts.h"
+#include "interfaces.h"
 #include "log.h"
 #include "method_support.h"
 #include "object_paths.h"
-#include "service.h"
 
 #include <frame/process.h>
 
@@ -32,15 +33,16 @@ int getInterfaceReference(sd_bus_message* call, void*, sd_bus_error* error) {
 // is handed out only with status 0; otherwise connection is 0 and object "/".
 int connect(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        Service& service = serviceOf(userdata);
+        BusParts& parts = partsOf(userdata);
         const std::string path = readString(call);
         const std::string client = senderOf(call);
-        const lomodelapi::ObjectTypeSpec realType = typeOrNone(service.simulator(), path);
+        const lomodelapi::ObjectTypeSpec realType = typeOrNone(parts.simulator, path);
+        const std::string objectPath = objectPathOf(path);
         const ClientConnection* made = nullptr;
-        const int status = service.clients().connect(client, path, realType, made);
+        const int status = parts.clients.connect(client, path, objectPath, realType, made);
         logLine(kLogTrace, client + " connect " + path + ": " + std::to_string(status));
         const std::uint64_t id = made != nullptr ? made->id : 0;
-        const std::string object = made != nullptr ? objectPathOf(path) : "/";
+        const std::string object = made != nullptr ? objectPath : "/";
         return reply(call, [&](sd_bus_message* answer) {
             check(sd_bus_message_append(answer, "itoi", status, id, object.c_str(), static_cast<int>(realType)),
                   "append connection");
@@ -52,11 +54,11 @@ int connect(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 // connection leaves before the reply, so none follows it.
 int disconnect(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        Service& service = serviceOf(userdata);
+        BusParts& parts = partsOf(userdata);
         const std::string path = readString(call);
         const std::uint64_t id = readId(call);
-        const int status = service.clients().disconnect(senderOf(call), path, id);
-        service.queue().drain();
+        const int status = parts.clients.disconnect(senderOf(call), path, id);
+        parts.queue.drain();
         return replyStatus(call, status);
     });
 }
@@ -75,8 +77,8 @@ const sd_bus_vtable kVtable[] = {
 
 }  // namespace
 
-void addPlatformInterface(Service& service) {
-    check(sd_bus_add_object_vtable(service.bus(), nullptr, kControlPath, kPlatformInterface, kVtable, &service),
+void addPlatformInterface(BusParts& parts) {
+    check(sd_bus_add_object_vtable(parts.bus, nullptr, kControlPath, kPlatformInterface, kVtable, &parts),
           "add io.sysaccess.TvSim.Platform");
 }
 

@@ -1,8 +1,9 @@
 // io.sysaccess.TvSim.Control: the model, read and changed from the platform's side.
 #include "bus_error.h"
 #include "bus_names.h"
+#include "bus_parts.h"
+#include "interfaces.h"
 #include "method_support.h"
-#include "service.h"
 #include "value_codec.h"
 
 namespace tvsimd {
@@ -11,7 +12,7 @@ namespace {
 int list(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
         const std::string prefix = readString(call);
-        const auto entries = serviceOf(userdata).control().list(prefix);
+        const auto entries = partsOf(userdata).control.list(prefix);
         return reply(call, [&](sd_bus_message* answer) {
             check(sd_bus_message_open_container(answer, 'a', "(ss)"), "open entries");
             for (const tvsim::ModelEntry& entry : entries) {
@@ -26,14 +27,14 @@ int list(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 
 int get(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        const tvsim::ModelValue value = serviceOf(userdata).control().value(readString(call));
+        const tvsim::ModelValue value = partsOf(userdata).control.value(readString(call));
         return reply(call, [&](sd_bus_message* answer) { appendValueVariant(answer, value); });
     });
 }
 
 int set(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        tvsim::TvControl& control = serviceOf(userdata).control();
+        tvsim::TvControl& control = partsOf(userdata).control;
         const std::string path = readString(call);
         control.setValue(path, readValueVariant(call, control.valueTypeAt(path), path));
         return replyEmpty(call);
@@ -44,7 +45,7 @@ int set(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 // change of its own; one message for many changes (load tests).
 int setSeries(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        tvsim::TvControl& control = serviceOf(userdata).control();
+        tvsim::TvControl& control = partsOf(userdata).control;
         const std::string path = readString(call);
         const tvsim::ValueType type = control.valueTypeAt(path);
         std::vector<tvsim::ModelValue> values;
@@ -60,7 +61,7 @@ int setSeries(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 
 int rows(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        tvsim::TvControl& control = serviceOf(userdata).control();
+        tvsim::TvControl& control = partsOf(userdata).control;
         const std::string path = readString(call);
         const auto columns = control.columns(path);
         const auto table = control.rows(path);
@@ -84,14 +85,14 @@ int setRows(sd_bus_message* call, void* userdata, sd_bus_error* error) {
             table.push_back(readStrings(call));
         }
         check(sd_bus_message_exit_container(call), "exit rows");
-        serviceOf(userdata).control().setRows(path, table);
+        partsOf(userdata).control.setRows(path, table);
         return replyEmpty(call);
     });
 }
 
 int loadModel(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        serviceOf(userdata).control().loadModel(readString(call));
+        partsOf(userdata).control.loadModel(readString(call));
         return replyEmpty(call);
     });
 }
@@ -101,7 +102,7 @@ int loadModel(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 int flush(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
         sd_bus_message_ref(call);
-        serviceOf(userdata).flusher().request([call] {
+        partsOf(userdata).flusher.request([call] {
             // On the bus thread, where the message's reference count may be touched.
             try {
                 replyEmpty(call);
@@ -133,8 +134,8 @@ const sd_bus_vtable kVtable[] = {
 
 }  // namespace
 
-void addControlInterface(Service& service) {
-    check(sd_bus_add_object_vtable(service.bus(), nullptr, kControlPath, kControlInterface, kVtable, &service),
+void addControlInterface(BusParts& parts) {
+    check(sd_bus_add_object_vtable(parts.bus, nullptr, kControlPath, kControlInterface, kVtable, &parts),
           "add io.sysaccess.TvSim.Control");
 }
 

@@ -2,6 +2,7 @@
 // client's connection, and its change notifications as Changed signals.
 #include "bus_error.h"
 #include "bus_names.h"
+#include "interfaces.h"
 #include "method_support.h"
 #include "model_object_support.h"
 #include "value_codec.h"
@@ -68,7 +69,7 @@ int writeThrough(ModelObject* object, const tvsim::ModelValue& value) {
 // GetValue(t connection) -> (i status, v value)
 int getValue(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        const ClientConnection& connection = callerConnection(call, serviceOf(userdata), isValue);
+        const ClientConnection& connection = callerConnection(call, partsOf(userdata), isValue);
         const tvsim::ValueType type = valueTypeOfConnection(connection);
         tvsim::ModelValue value = tvsim::emptyValueOf(type);
         const int status = readThrough(connection.object, type, value);
@@ -82,7 +83,7 @@ int getValue(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 // SetValue(t connection, v value) -> i status
 int setValue(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        const ClientConnection& connection = callerConnection(call, serviceOf(userdata), isValue);
+        const ClientConnection& connection = callerConnection(call, partsOf(userdata), isValue);
         const tvsim::ModelValue value = readValueVariant(call, valueTypeOfConnection(connection), connection.modelPath);
         return replyStatus(call, writeThrough(connection.object, value));
     });
@@ -92,7 +93,7 @@ int setValue(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 template <typename Element, char Code>
 int setByIndex(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        const ClientConnection& connection = callerConnection(call, serviceOf(userdata), isValue);
+        const ClientConnection& connection = callerConnection(call, partsOf(userdata), isValue);
         const bool integers = Code == 'i';
         const lomodelapi::ObjectTypeSpec wanted =
             integers ? lomodelapi::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER : lomodelapi::OBJECT_TYPE_VECTOR_STRING;
@@ -130,7 +131,7 @@ int setByIndex(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 int valueProperty(sd_bus*, const char* objectPath, const char*, const char*, sd_bus_message* answer, void* userdata,
                   sd_bus_error* error) {
     return handleMethod(error, [&] {
-        appendValueVariant(answer, serviceOf(userdata).simulator().value(modelPathOfObject(objectPath)));
+        appendValueVariant(answer, partsOf(userdata).simulator.value(modelPathOfObject(objectPath)));
         return 1;
     });
 }
@@ -151,8 +152,8 @@ const sd_bus_vtable kVtable[] = {
 
 }  // namespace
 
-void addValueInterface(Service& service) {
-    addModelFallback(service, kValueInterface, kVtable, isValue);
+void addValueInterface(BusParts& parts) {
+    addModelFallback(parts, kValueInterface, kVtable, isValue);
 }
 
 }  // namespace tvsimd

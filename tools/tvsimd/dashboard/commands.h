@@ -4,22 +4,22 @@
 // shape than the path's type as web::ApiError 400.
 #pragma once
 
-#include "service.h"
-
 #include <api_requests.h>
+
+#include <tvsim/tv_control.h>
 
 namespace tvsimd {
 
 class DashboardCommands {
 public:
-    explicit DashboardCommands(Service& service) : m_service(service) {}
+    explicit DashboardCommands(tvsim::TvControl& control) : m_control(control) {}
 
     void setValue(const web::SetValueRequest& request);
     void fault(const web::FaultRequest& request);
     void answer(const web::AnswerRequest& request);
 
 private:
-    Service& m_service;
+    tvsim::TvControl& m_control;
 };
 
 }  // namespace tvsimd

@@ -2,7 +2,6 @@
 
 #include "bus_error.h"
 #include "bus_names.h"
-#include "object_paths.h"
 
 #include <tvsim/simulator.h>
 
@@ -31,14 +30,14 @@ SignalTarget Clients::target(const std::string& client, const std::string& objec
     return SignalTarget{m_bus, &m_queue, client, objectPath, id};
 }
 
-int Clients::connect(const std::string& client, const std::string& modelPath, lomodelapi::ObjectTypeSpec realType,
-                     const ClientConnection*& made) {
+int Clients::connect(const std::string& client, const std::string& modelPath, const std::string& objectPath,
+                     lomodelapi::ObjectTypeSpec realType, const ClientConnection*& made) {
     auto connection = std::make_unique<ClientConnection>();
     connection->id = m_nextId++;
     connection->client = client;
     connection->modelPath = modelPath;
     connection->realType = realType;
-    m_observers.push_back(makeObserver(realType, target(client, objectPathOf(modelPath), connection->id)));
+    m_observers.push_back(makeObserver(realType, target(client, objectPath, connection->id)));
     connection->observer = m_observers.back().get();
     m_labels[connection->observer] = client + "#" + std::to_string(connection->id);
     ModelObject* object = nullptr;

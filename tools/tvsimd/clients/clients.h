@@ -54,10 +54,11 @@ public:
 
     void setBus(sd_bus* bus) { m_bus = bus; }
 
-    // RootInterface::connect for the client. The connection is kept when the
-    // platform handed out an object; returns the platform's status and that connection (or null).
-    int connect(const std::string& client, const std::string& modelPath, lomodelapi::ObjectTypeSpec realType,
-                const ClientConnection*& made);
+    // RootInterface::connect for the client; the connection's signals come
+    // from objectPath. The connection is kept when the platform handed out an
+    // object; returns the platform's status and that connection (or null).
+    int connect(const std::string& client, const std::string& modelPath, const std::string& objectPath,
+                lomodelapi::ObjectTypeSpec realType, const ClientConnection*& made);
     // RootInterface::disconnect of the client's connection; an unknown id
     // still reaches the platform (with no observer and no object), which answers its status.
     int disconnect(const std::string& client, const std::string& modelPath, std::uint64_t id);

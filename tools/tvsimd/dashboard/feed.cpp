@@ -1,4 +1,4 @@
-#include "dashboard_feed.h"
+#include "feed.h"
 
 #include <base/synchronization/unique_lock.h>
 

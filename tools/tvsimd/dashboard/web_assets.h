@@ -1,4 +1,4 @@
-// The dashboard's static files (tools/tvsimd/web), compiled into tvsimd as
+// The dashboard's static files (tools/tvsimd/dashboard/web), compiled into tvsimd as
 // bytes at build time, so the daemon serves them from any working directory.
 #pragma once
 

@@ -2,6 +2,7 @@
 // reports it through a connection (GetType), and as the model holds it (Type).
 #include "bus_error.h"
 #include "bus_names.h"
+#include "interfaces.h"
 #include "method_support.h"
 #include "model_object_support.h"
 
@@ -14,7 +15,7 @@ bool anyType(lomodelapi::ObjectTypeSpec) {
 // GetType(t connection) -> (i status, i type): ModelObject::getType, faults included.
 int getType(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        const ClientConnection& connection = callerConnection(call, serviceOf(userdata), anyType);
+        const ClientConnection& connection = callerConnection(call, partsOf(userdata), anyType);
         lomodelapi::ObjectTypeSpec type = lomodelapi::OBJECT_TYPE_NONE;
         const int status = connection.object->getType(type);
         return reply(call, [&](sd_bus_message* answer) {
@@ -27,7 +28,7 @@ int typeProperty(sd_bus*, const char* objectPath, const char*, const char*, sd_b
                  sd_bus_error* error) {
     return handleMethod(error, [&] {
         const std::string path = modelPathOfObject(objectPath);
-        const std::string name = tvsim::objectTypeName(serviceOf(userdata).simulator().typeAt(path));
+        const std::string name = tvsim::objectTypeName(partsOf(userdata).simulator.typeAt(path));
         return check(sd_bus_message_append_basic(answer, 's', name.c_str()), "append type");
     });
 }
@@ -48,8 +49,8 @@ const sd_bus_vtable kVtable[] = {
 
 }  // namespace
 
-void addObjectInterface(Service& service) {
-    addModelFallback(service, kObjectInterface, kVtable, anyType);
+void addObjectInterface(BusParts& parts) {
+    addModelFallback(parts, kObjectInterface, kVtable, anyType);
 }
 
 }  // namespace tvsimd

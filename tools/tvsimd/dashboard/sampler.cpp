@@ -1,4 +1,4 @@
-#include "dashboard_sampler.h"
+#include "sampler.h"
 
 #include "log.h"
 

@@ -1,4 +1,4 @@
-#include "dashboard_picture.h"
+#include "picture.h"
 
 #include <tvsim/model_file.h>
 

@@ -5,8 +5,8 @@
 // its path was removed from the model. Bus thread only.
 #pragma once
 
+#include "bus_parts.h"
 #include "clients.h"
-#include "service.h"
 
 #include <lomodelapi/object_type_spec.h>
 
@@ -19,9 +19,9 @@ namespace tvsimd {
 using TypeFilter = bool (*)(lomodelapi::ObjectTypeSpec realType);
 
 // Lists every model object for introspection, so busctl tree shows the model.
-void addModelEnumerator(Service& service);
+void addModelEnumerator(BusParts& parts);
 // Serves the interface on every model object whose real type passes the filter.
-void addModelFallback(Service& service, const char* interface, const sd_bus_vtable* vtable, TypeFilter fits);
+void addModelFallback(BusParts& parts, const char* interface, const sd_bus_vtable* vtable, TypeFilter fits);
 
 // The model path of the object a call or property read is addressed to.
 std::string modelPathOfCall(sd_bus_message* call);
@@ -30,6 +30,6 @@ std::string modelPathOfObject(const char* objectPath);
 // connection to the addressed object; UnknownConnection when it holds none,
 // WrongType when its object is not of a type the interface serves (the path
 // may have been given to an object of another type since it connected).
-const ClientConnection& callerConnection(sd_bus_message* call, Service& service, TypeFilter fits);
+const ClientConnection& callerConnection(sd_bus_message* call, BusParts& parts, TypeFilter fits);
 
 }  // namespace tvsimd
