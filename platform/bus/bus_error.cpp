@@ -3,7 +3,7 @@
 #include <cstring>
 #include <system_error>
 
-namespace tvsimd {
+namespace tvsim::bus {
 
 SdBusFailure::SdBusFailure(const char* what, int result)
     : std::runtime_error(std::string(what) + ": " + std::generic_category().message(-result)), m_result(result) {}
@@ -23,7 +23,7 @@ std::optional<tvsim::ControlErrorKind> controlErrorKindOf(const std::string& bus
     for (auto kind : {tvsim::ControlErrorKind::UNKNOWN_PATH, tvsim::ControlErrorKind::WRONG_TYPE,
                       tvsim::ControlErrorKind::OUT_OF_RANGE, tvsim::ControlErrorKind::INVALID_ARGUMENT,
                       tvsim::ControlErrorKind::BAD_MODEL_FILE, tvsim::ControlErrorKind::UNKNOWN_CONNECTION}) {
-        if (busErrorName == tvsimd::busErrorName(kind)) {
+        if (busErrorName == bus::busErrorName(kind)) {
             return kind;
         }
     }
@@ -45,4 +45,4 @@ int handleMethod(sd_bus_error* error, const std::function<int()>& body) {
     }
 }
 
-}  // namespace tvsimd
+}  // namespace tvsim::bus

@@ -14,7 +14,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace tvsimd {
+namespace tvsim::bus {
 
 constexpr const char* kErrorPrefix = "io.sysaccess.TvSim.Error.";
 constexpr const char* kErrorUnknownPath = "io.sysaccess.TvSim.Error.UnknownPath";
@@ -56,4 +56,4 @@ private:
 // Returns result when it is not negative; throws SdBusFailure otherwise.
 int check(int result, const char* what);
 
-}  // namespace tvsimd
+}  // namespace tvsim::bus

@@ -3,7 +3,7 @@
 // docs/simulator.md describes each interface.
 #pragma once
 
-namespace tvsimd {
+namespace tvsim::bus {
 
 constexpr const char* kServiceName = "io.sysaccess.TvSim";
 constexpr const char* kControlPath = "/io/sysaccess/TvSim";
@@ -24,4 +24,4 @@ constexpr const char* kActionInterface = "io.sysaccess.TvSim.Action";
 constexpr const char* kTableInterface = "io.sysaccess.TvSim.Table";
 constexpr const char* kIteratorInterface = "io.sysaccess.TvSim.Iterator";
 
-}  // namespace tvsimd
+}  // namespace tvsim::bus

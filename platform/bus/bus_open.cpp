@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-namespace tvsimd {
+namespace tvsim::bus {
 
 std::string busAddressOf(const std::string& choice) {
     if (choice != "session") {
@@ -31,4 +31,4 @@ Bus openBus(const std::string& address, int& error) {
     return bus;
 }
 
-}  // namespace tvsimd
+}  // namespace tvsim::bus

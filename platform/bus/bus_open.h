@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-namespace tvsimd {
+namespace tvsim::bus {
 
 struct MessageRelease {
     void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
@@ -26,4 +26,4 @@ std::string busAddressOf(const std::string& choice);
 // error, when the bus cannot be reached.
 Bus openBus(const std::string& address, int& error);
 
-}  // namespace tvsimd
+}  // namespace tvsim::bus

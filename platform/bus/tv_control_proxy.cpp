@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <system_error>
 
-namespace tvsimd {
+namespace tvsim::bus {
 namespace {
 
 const char* replyKindName(tvsim::Reply::Kind kind) {
@@ -261,4 +261,4 @@ void TvControlProxy::clearRecords() {
     callWith(kRecordsInterface, "Clear", "");
 }
 
-}  // namespace tvsimd
+}  // namespace tvsim::bus

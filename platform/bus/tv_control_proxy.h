@@ -14,7 +14,7 @@
 #include <functional>
 #include <string>
 
-namespace tvsimd {
+namespace tvsim::bus {
 
 class TvControlProxy final : public tvsim::TvControl {
 public:
@@ -68,4 +68,4 @@ private:
     Bus m_bus;
 };
 
-}  // namespace tvsimd
+}  // namespace tvsim::bus

@@ -7,7 +7,7 @@
 #include <type_traits>
 #include <variant>
 
-namespace tvsimd {
+namespace tvsim::bus {
 namespace {
 
 std::string describeSignature(const char* signature) {
@@ -231,4 +231,4 @@ std::vector<lomodelapi::Argument> readArguments(sd_bus_message* message) {
     return arguments;
 }
 
-}  // namespace tvsimd
+}  // namespace tvsim::bus

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-namespace tvsimd {
+namespace tvsim::bus {
 
 const char* signatureOf(tvsim::ValueType type);
 
@@ -31,4 +31,4 @@ void appendArguments(sd_bus_message* message, const std::vector<lomodelapi::Argu
 // Positions and subtags must fit a signed byte (OutOfRange otherwise).
 std::vector<lomodelapi::Argument> readArguments(sd_bus_message* message);
 
-}  // namespace tvsimd
+}  // namespace tvsim::bus

@@ -127,7 +127,7 @@ TEST_P(FrontEndsTest, AControlIsAcceptedOrRefusedAlikeEverywhere) {
     const bool refused = control.refusal.has_value();
 
     SCOPED_TRACE("D-Bus");
-    tvsimd::TvControlProxy bus(s_bus->address(), std::chrono::milliseconds(5000));
+    tvsim::bus::TvControlProxy bus(s_bus->address(), std::chrono::milliseconds(5000));
     try {
         control.viaBus(bus);
         EXPECT_FALSE(refused) << "accepted";
@@ -165,7 +165,7 @@ INSTANTIATE_TEST_SUITE_P(Controls, FrontEndsTest, ::testing::ValuesIn(kCases),
 // Giving an action its own answer back gives back all it does: the source
 // switch keeps the channel-name value in step again.
 TEST_F(FrontEndsTest, ResetAnswerKeepsTheChannelNameInStep) {
-    tvsimd::TvControlProxy tv(s_bus->address(), std::chrono::milliseconds(5000));
+    tvsim::bus::TvControlProxy tv(s_bus->address(), std::chrono::milliseconds(5000));
     tv.setReply(kSwitch, tvsim::Reply::failure(42));
     tv.resetReply(kSwitch);
     const testsupport::ProcessRun run =

@@ -23,15 +23,15 @@ public:
     }
 
 private:
-    static tvsimd::TvControlProxy open(const std::string& address, std::chrono::milliseconds timeout) {
+    static tvsim::bus::TvControlProxy open(const std::string& address, std::chrono::milliseconds timeout) {
         try {
-            return tvsimd::TvControlProxy(address, timeout);
+            return tvsim::bus::TvControlProxy(address, timeout);
         } catch (const std::runtime_error& error) {
             throw CommandError(error.what());
         }
     }
 
-    tvsimd::TvControlProxy m_control;
+    tvsim::bus::TvControlProxy m_control;
 };
 
 }  // namespace

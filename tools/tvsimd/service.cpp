@@ -14,6 +14,8 @@
 #include <system_error>
 
 namespace tvsimd {
+
+using namespace tvsim::bus;  // the service's names, errors and message codec
 namespace {
 
 void require(int result, const std::string& what) {

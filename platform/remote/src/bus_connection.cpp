@@ -54,7 +54,7 @@ Message BusConnection::call(const std::string& path, const char* interface, cons
         return nullptr;
     }
     sd_bus_message* request = nullptr;
-    if (sd_bus_message_new_method_call(m_bus, &request, tvsimd::kServiceName, path.c_str(), interface, member) < 0) {
+    if (sd_bus_message_new_method_call(m_bus, &request, bus::kServiceName, path.c_str(), interface, member) < 0) {
         errorName = SD_BUS_ERROR_NO_MEMORY;
         return nullptr;
     }

@@ -8,7 +8,7 @@
 namespace tvsim::remote {
 namespace {
 
-using tvsimd::check;
+using bus::check;
 
 int readStatus(sd_bus_message* reply) {
     int status = 0;
@@ -26,7 +26,7 @@ public:
     int getType(lomodelapi::ObjectTypeSpec& type) override {
         type = lomodelapi::OBJECT_TYPE_NONE;
         return call(
-            tvsimd::kObjectInterface, "GetType", [](sd_bus_message*) {},
+            bus::kObjectInterface, "GetType", [](sd_bus_message*) {},
             [&](sd_bus_message* reply) {
                 int status = 0;
                 int code = 0;
@@ -46,10 +46,10 @@ protected:
     template <typename T>
     int read(ValueType type, T& out) {
         return call(
-            tvsimd::kValueInterface, "GetValue", [](sd_bus_message*) {},
+            bus::kValueInterface, "GetValue", [](sd_bus_message*) {},
             [&](sd_bus_message* reply) {
                 const int status = readStatus(reply);
-                ModelValue value = tvsimd::readValueVariant(reply, type, m_connection.modelPath);
+                ModelValue value = bus::readValueVariant(reply, type, m_connection.modelPath);
                 if (status == 0) {
                     out = std::get<T>(std::move(value));
                 }
@@ -59,8 +59,8 @@ protected:
 
     int write(const ModelValue& value) {
         return call(
-            tvsimd::kValueInterface, "SetValue",
-            [&](sd_bus_message* request) { tvsimd::appendValueVariant(request, value); }, readStatus);
+            bus::kValueInterface, "SetValue", [&](sd_bus_message* request) { bus::appendValueVariant(request, value); },
+            readStatus);
     }
 
     // SetIntegers or SetStrings: a dictionary from index to element. sd-bus wants
@@ -70,7 +70,7 @@ protected:
     int writeMap(const char* member, const char* entryType, const char* entryContents, char elementType,
                  const std::map<int, T>& byIndex) {
         return call(
-            tvsimd::kValueInterface, member,
+            bus::kValueInterface, member,
             [&](sd_bus_message* request) {
                 check(sd_bus_message_open_container(request, 'a', entryType), "open map");
                 for (const auto& [index, element] : byIndex) {

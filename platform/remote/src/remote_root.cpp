@@ -15,7 +15,7 @@
 namespace tvsim::remote {
 namespace {
 
-using tvsimd::check;
+using bus::check;
 
 // A reply of the form (i status): the status.
 int readStatus(sd_bus_message* reply) {
@@ -142,7 +142,7 @@ bool RemoteRoot::connectOnService(const std::string& path, int& status, std::uin
                                   int& realType) {
     std::string errorName;
     Message reply = callService(
-        tvsimd::kControlPath, tvsimd::kPlatformInterface, "Connect",
+        bus::kControlPath, bus::kPlatformInterface, "Connect",
         [&](sd_bus_message* request) { check(sd_bus_message_append_basic(request, 's', path.c_str()), "append"); },
         errorName);
     const char* object = nullptr;
@@ -186,7 +186,7 @@ int RemoteRoot::interfaceReference(const std::string& name, bool& filled, bool& 
         Message reply;
         if (ensureOpen()) {
             reply = callService(
-                tvsimd::kControlPath, tvsimd::kPlatformInterface, "GetInterfaceReference",
+                bus::kControlPath, bus::kPlatformInterface, "GetInterfaceReference",
                 [&](sd_bus_message* request) {
                     check(sd_bus_message_append_basic(request, 's', name.c_str()), "append");
                 },
@@ -263,7 +263,7 @@ int RemoteRoot::disconnect(const std::string& path, lomodelapi::Observer* observ
         Message reply;
         if (ensureOpen()) {
             reply = callService(
-                tvsimd::kControlPath, tvsimd::kPlatformInterface, "Disconnect",
+                bus::kControlPath, bus::kPlatformInterface, "Disconnect",
                 [&](sd_bus_message* request) {
                     check(sd_bus_message_append(request, "st", path.c_str(), id), "append");
                 },
@@ -293,7 +293,7 @@ int RemoteRoot::callObjectLocked(RemoteConnection& connection, const char* inter
         if (reply) {
             return read(reply.get());
         }
-        if (errorName != tvsimd::kErrorUnknownConnection) {
+        if (errorName != bus::kErrorUnknownConnection) {
             break;
         }
         // The service came back before its name change was dispatched: connect anew, once.
@@ -325,8 +325,8 @@ int RemoteRoot::invoke(RemoteConnection& action, const std::vector<lomodelapi::A
         std::uint32_t id = 0;
         try {
             status = callObjectLocked(
-                action, tvsimd::kActionInterface, "Invoke",
-                [&](sd_bus_message* request) { tvsimd::appendArguments(request, arguments); },
+                action, bus::kActionInterface, "Invoke",
+                [&](sd_bus_message* request) { bus::appendArguments(request, arguments); },
                 [&](sd_bus_message* reply) {
                     int answered = 0;
                     check(sd_bus_message_read(reply, "iu", &answered, &id), "read invoke");
@@ -354,7 +354,7 @@ TableIteratorObject* RemoteRoot::createIterator(RemoteConnection& table, lomodel
         int status = kStatusServiceUnavailable;
         try {
             status = callObjectLocked(
-                table, tvsimd::kTableInterface, "CreateIterator",
+                table, bus::kTableInterface, "CreateIterator",
                 [&](sd_bus_message* call) {
                     check(sd_bus_message_append_basic(call, 'i', &request.type), "append type");
                     appendTypedArray(call, "(iis)", [&] {
@@ -422,7 +422,7 @@ int RemoteRoot::destroyIterator(RemoteConnection& table, TableIteratorObject* it
         }
         try {
             status = callObjectLocked(
-                table, tvsimd::kTableInterface, "DestroyIterator",
+                table, bus::kTableInterface, "DestroyIterator",
                 [&](sd_bus_message* call) {
                     check(sd_bus_message_append_basic(call, 'o', objectPath.c_str()), "append iterator");
                 },
@@ -442,7 +442,7 @@ bool RemoteRoot::flush() {
             std::string errorName;
             const Append noArguments = [](sd_bus_message*) {};
             const Message reply =
-                callService(tvsimd::kControlPath, tvsimd::kControlInterface, "Flush", noArguments, errorName);
+                callService(bus::kControlPath, bus::kControlInterface, "Flush", noArguments, errorName);
             answered = reply != nullptr;
             // Here rather than on the bus thread, so that they are queued before the callback thread is flushed.
             while (m_bus.process() > 0) {
@@ -460,7 +460,7 @@ void RemoteRoot::moveIterator(const RemoteIterator& iterator, const char* member
         return;
     }
     std::string errorName;
-    callService(iterator.objectPath, tvsimd::kIteratorInterface, member, append, errorName);
+    callService(iterator.objectPath, bus::kIteratorInterface, member, append, errorName);
 }
 
 void RemoteIterator::seekToRow(int row) {

@@ -15,7 +15,7 @@
 namespace tvsim::remote {
 namespace {
 
-using tvsimd::check;
+using bus::check;
 
 int readInteger(sd_bus_message* message) {
     int value = 0;
@@ -104,7 +104,7 @@ void RemoteRoot::dispatchSignal(sd_bus_message* message) {
     if (path == nullptr || interface == nullptr || member == nullptr) {
         return;
     }
-    if (std::strcmp(interface, tvsimd::kIteratorInterface) == 0) {
+    if (std::strcmp(interface, bus::kIteratorInterface) == 0) {
         dispatchIteratorSignal(message, path, member);
     } else {
         dispatchConnectionSignal(message, interface, member);
@@ -160,10 +160,9 @@ void RemoteRoot::dispatchConnectionSignal(sd_bus_message* message, const std::st
     lomodelapi::Observer* observer = connection.observer;
     CallbackThread::Call call;
     ValueType valueType = ValueType::INTEGER;
-    if (interface == tvsimd::kValueInterface && member == "Changed" &&
-        valueTypeOfObject(connection.realType, valueType)) {
-        call = valueCall(observer, tvsimd::readValueVariant(message, valueType, connection.modelPath));
-    } else if (interface == tvsimd::kActionInterface && (member == "Result" || member == "ExecutionError")) {
+    if (interface == bus::kValueInterface && member == "Changed" && valueTypeOfObject(connection.realType, valueType)) {
+        call = valueCall(observer, bus::readValueVariant(message, valueType, connection.modelPath));
+    } else if (interface == bus::kActionInterface && (member == "Result" || member == "ExecutionError")) {
         std::uint32_t actionId = 0;
         check(sd_bus_message_read_basic(message, 'u', &actionId), "read action id");
         auto awaited = m_awaited.find(connection.modelPath);
@@ -175,13 +174,13 @@ void RemoteRoot::dispatchConnectionSignal(sd_bus_message* message, const std::st
             return;
         }
         if (member == "Result") {
-            call = [action, actionId, results = tvsimd::readArguments(message)] {
+            call = [action, actionId, results = bus::readArguments(message)] {
                 action->notifyResult(actionId, results);
             };
         } else {
             call = [action, actionId, error = readInteger(message)] { action->notifyExecutionError(actionId, error); };
         }
-    } else if (interface == tvsimd::kTableInterface && member == "Update") {
+    } else if (interface == bus::kTableInterface && member == "Update") {
         auto* table = dynamic_cast<lomodelapi::ObserverTable*>(observer);
         if (table != nullptr) {
             call = [table, change = readInteger(message)] { table->notifyUpdate(change); };

@@ -9,6 +9,8 @@
 #include "value_codec.h"
 
 namespace tvsimd {
+
+using namespace tvsim::bus;  // the service's names, errors and message codec
 namespace {
 bool isAction(lomodelapi::ObjectTypeSpec realType) {
     return realType == lomodelapi::OBJECT_TYPE_ACTION;

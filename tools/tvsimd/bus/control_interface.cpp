@@ -7,6 +7,8 @@
 #include "value_codec.h"
 
 namespace tvsimd {
+
+using namespace tvsim::bus;  // the service's names, errors and message codec
 namespace {
 
 int list(sd_bus_message* call, void* userdata, sd_bus_error* error) {

@@ -6,6 +6,8 @@
 #include "method_support.h"
 
 namespace tvsimd {
+
+using namespace tvsim::bus;  // the service's names, errors and message codec
 namespace {
 
 int failNextConnects(sd_bus_message* call, void* userdata, sd_bus_error* error) {

@@ -7,6 +7,8 @@
 #include "method_support.h"
 
 namespace tvsimd {
+
+using namespace tvsim::bus;  // the service's names, errors and message codec
 namespace {
 
 tvsim::SimIterator& callerIterator(sd_bus_message* call, BusParts& parts) {

@@ -8,6 +8,8 @@
 
 namespace tvsimd {
 
+using namespace tvsim::bus;  // the service's names, errors and message codec
+
 std::string readString(sd_bus_message* message) {
     const char* text = nullptr;
     check(sd_bus_message_read_basic(message, 's', &text), "read string");

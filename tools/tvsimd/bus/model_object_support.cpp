@@ -7,6 +7,8 @@
 #include "object_paths.h"
 
 namespace tvsimd {
+
+using namespace tvsim::bus;  // the service's names, errors and message codec
 namespace {
 
 struct Fallback {

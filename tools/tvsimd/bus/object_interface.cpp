@@ -7,6 +7,8 @@
 #include "model_object_support.h"
 
 namespace tvsimd {
+
+using namespace tvsim::bus;  // the service's names, errors and message codec
 namespace {
 bool anyType(lomodelapi::ObjectTypeSpec) {
     return true;

@@ -70,7 +70,7 @@ bool decodeElement(const char* element, std::size_t length, std::string& out) {
 }  // namespace
 
 std::string objectPathOf(const std::string& modelPath) {
-    std::string out = kModelPrefix;
+    std::string out = tvsim::bus::kModelPrefix;
     std::size_t begin = 0;
     for (std::size_t dot; (dot = modelPath.find('.', begin)) != std::string::npos; begin = dot + 1) {
         appendElement(out, modelPath, begin, dot);
@@ -80,8 +80,8 @@ std::string objectPathOf(const std::string& modelPath) {
 }
 
 bool modelPathOf(const std::string& objectPath, std::string& modelPath) {
-    const std::size_t prefixLength = std::strlen(kModelPrefix);
-    if (objectPath.compare(0, prefixLength, kModelPrefix) != 0 || objectPath.size() <= prefixLength + 1 ||
+    const std::size_t prefixLength = std::strlen(tvsim::bus::kModelPrefix);
+    if (objectPath.compare(0, prefixLength, tvsim::bus::kModelPrefix) != 0 || objectPath.size() <= prefixLength + 1 ||
         objectPath[prefixLength] != '/') {
         return false;
     }

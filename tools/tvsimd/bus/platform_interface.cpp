@@ -13,6 +13,8 @@
 #include <frame/process.h>
 
 namespace tvsimd {
+
+using namespace tvsim::bus;  // the service's names, errors and message codec
 namespace {
 
 // GetInterfaceReference(s name) -> (i status, b filled, b hasObject): what the

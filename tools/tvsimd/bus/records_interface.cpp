@@ -9,6 +9,8 @@
 #include "value_codec.h"
 
 namespace tvsimd {
+
+using namespace tvsim::bus;  // the service's names, errors and message codec
 namespace {
 
 // Replies with an array of the records, each appended by appendOne.

@@ -9,6 +9,8 @@
 #include <cstring>
 
 namespace tvsimd {
+
+using namespace tvsim::bus;  // the service's names, errors and message codec
 namespace {
 
 tvsim::Reply::Kind replyKind(const char* name) {

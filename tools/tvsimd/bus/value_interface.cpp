@@ -8,6 +8,8 @@
 #include "value_codec.h"
 
 namespace tvsimd {
+
+using namespace tvsim::bus;  // the service's names, errors and message codec
 namespace {
 bool isValue(lomodelapi::ObjectTypeSpec realType) {
     tvsim::ValueType ignored{};

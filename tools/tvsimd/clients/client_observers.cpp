@@ -9,6 +9,8 @@
 #include <vector>
 
 namespace tvsimd {
+
+using namespace tvsim::bus;  // the service's names, errors and message codec
 namespace {
 
 // Posts interface.member with the connection id followed by what append adds.

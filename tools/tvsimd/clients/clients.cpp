@@ -10,6 +10,8 @@
 
 namespace tvsimd {
 
+using namespace tvsim::bus;  // the service's names, errors and message codec
+
 Clients::Clients(RootInterface& root, NotificationQueue& queue) : m_root(root), m_queue(queue) {}
 
 Clients::~Clients() {

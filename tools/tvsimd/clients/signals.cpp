@@ -4,6 +4,8 @@
 
 namespace tvsimd {
 
+using namespace tvsim::bus;  // the service's names, errors and message codec
+
 void emitTo(sd_bus* bus, const std::string& client, const std::string& objectPath, const char* interface,
             const char* member, const std::function<void(sd_bus_message*)>& append) {
     sd_bus_message* signal = nullptr;
