@@ -24,4 +24,16 @@ constexpr const char* kActionInterface = "io.sysaccess.TvSim.Action";
 constexpr const char* kTableInterface = "io.sysaccess.TvSim.Table";
 constexpr const char* kIteratorInterface = "io.sysaccess.TvSim.Iterator";
 
+// The bus driver, the only sender whose NameOwnerChanged may be believed.
+constexpr const char* kBusDriverName = "org.freedesktop.DBus";
+constexpr const char* kBusDriverPath = "/org/freedesktop/DBus";
+constexpr const char* kBusDriverInterface = "org.freedesktop.DBus";
+
+// The matches a client of the service adds: every signal of the service's
+// objects, and the bus driver's report of the service's name changing hands.
+constexpr const char* kServiceSignalMatch = "type='signal',path_namespace='/io/sysaccess/TvSim'";
+constexpr const char* kServiceOwnerMatch =
+    "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',interface='org.freedesktop.DBus',"
+    "member='NameOwnerChanged',arg0='io.sysaccess.TvSim'";
+
 }  // namespace tvsim::bus

@@ -6,7 +6,7 @@
 // a std::runtime_error of one line. Not thread-safe: one caller at a time.
 #pragma once
 
-#include "bus_open.h"
+#include "bus_plumbing.h"
 
 #include <tvsim/tv_control.h>
 

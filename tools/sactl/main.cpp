@@ -41,7 +41,7 @@ std::string describeParseError(CLI::App& app, const CLI::ParseError& error) {
     for (const std::string& word : app.remaining(true)) {
         if (!word.empty() && word[0] != '-') {
             std::string text = "unknown " + kind;
-            text += " '" + word + "' (" + kind + "s: " + names + ")";
+            text.append(" '").append(word).append("' (").append(kind).append("s: ").append(names).append(")");
             return text;
         }
     }
@@ -50,8 +50,8 @@ std::string describeParseError(CLI::App& app, const CLI::ParseError& error) {
 
 }  // namespace
 
-// NOLINTNEXTLINE(bugprone-exception-escape): CLI11 throws here only for a misdeclared option, a bug that should end the
-// program loudly.
+// CLI11 throws here only for a misdeclared option, a bug that should end the program loudly.
+// NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char** argv) {
     CLI::App app("sactl: the system access library against a simulated TV", "sactl");
     app.fallthrough();  // global options are also accepted after the subcommand

@@ -108,8 +108,8 @@ int serve(const Options& options) {
 
 }  // namespace
 
-// NOLINTNEXTLINE(bugprone-exception-escape): CLI11 throws here only for a misdeclared option, a bug that should end the
-// program loudly.
+// CLI11 throws here only for a misdeclared option, a bug that should end the program loudly.
+// NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char** argv) {
     // tvsimd hosts the simulator it serves: a TVSIM_BUS exported in its shell
     // must not send its own process framework to the bus (to itself).

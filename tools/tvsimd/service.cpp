@@ -2,6 +2,7 @@
 
 #include "bus_error.h"
 #include "bus_names.h"
+#include "bus_plumbing.h"
 #include "interfaces.h"
 #include "log.h"
 
@@ -46,14 +47,13 @@ Service::~Service() {
 
 void Service::open(const std::string& address) {
     require(sd_event_new(&m_event), "cannot make an event loop");
-    if (address.empty()) {
-        require(sd_bus_open_user(&m_bus), "cannot connect to the session bus (DBUS_SESSION_BUS_ADDRESS)");
-    } else {
-        require(sd_bus_new(&m_bus), "cannot make a bus connection");
-        require(sd_bus_set_address(m_bus, address.c_str()), "bad bus address '" + address + "'");
-        require(sd_bus_set_bus_client(m_bus, 1), "cannot make a bus client");
-        require(sd_bus_start(m_bus), "cannot connect to the bus at '" + address + "'");
+    const std::string resolved = tvsim::bus::busAddressOf(address.empty() ? "session" : address);
+    if (resolved.empty()) {
+        throw std::runtime_error("cannot connect to the session bus: DBUS_SESSION_BUS_ADDRESS is not set");
     }
+    int error = 0;
+    m_bus = tvsim::bus::openBus(resolved, error).release();
+    require(error, "cannot connect to the bus at '" + resolved + "'");
     m_clients.setBus(m_bus);
     m_parts.bus = m_bus;
     require(sd_bus_attach_event(m_bus, m_event, SD_EVENT_PRIORITY_NORMAL), "cannot attach the bus");
@@ -61,9 +61,10 @@ void Service::open(const std::string& address) {
             "cannot watch the notification queue");
     require(sd_event_add_signal(m_event, nullptr, SIGINT, nullptr, nullptr), "cannot handle SIGINT");
     require(sd_event_add_signal(m_event, nullptr, SIGTERM, nullptr, nullptr), "cannot handle SIGTERM");
-    require(sd_bus_match_signal(m_bus, nullptr, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-                                "NameOwnerChanged", &Service::onNameOwnerChanged, this),
-            "cannot watch clients leave");
+    require(
+        sd_bus_match_signal(m_bus, nullptr, tvsim::bus::kBusDriverName, tvsim::bus::kBusDriverPath,
+                            tvsim::bus::kBusDriverInterface, "NameOwnerChanged", &Service::onNameOwnerChanged, this),
+        "cannot watch clients leave");
     addControlInterface(m_parts);
     addFaultsInterface(m_bus, m_control);
     addRespondersInterface(m_bus, m_control);

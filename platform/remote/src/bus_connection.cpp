@@ -7,36 +7,19 @@
 #include <exception>
 
 namespace tvsim::remote {
-namespace {
-
-// Signals of the TV service (every one is addressed to this client) and the
-// bus's report of the service's name changing hands.
-constexpr const char* kSignalMatch = "type='signal',path_namespace='/io/sysaccess/TvSim'";
-constexpr const char* kOwnerMatch =
-    "type='signal',path='/org/freedesktop/DBus',interface='org.freedesktop.DBus',"
-    "member='NameOwnerChanged',arg0='io.sysaccess.TvSim'";
-
-}  // namespace
-
 BusConnection::~BusConnection() {
     close();
 }
 
 bool BusConnection::open(const std::string& address, Handler onSignal, Handler onOwnerChanged, void* userdata) {
     close();
-    sd_bus* bus = nullptr;
-    if (sd_bus_new(&bus) < 0) {
+    int error = 0;
+    bus::Bus bus = bus::openBus(address, error);
+    if (!bus || sd_bus_add_match(bus.get(), nullptr, bus::kServiceSignalMatch, onSignal, userdata) < 0 ||
+        sd_bus_add_match(bus.get(), nullptr, bus::kServiceOwnerMatch, onOwnerChanged, userdata) < 0) {
         return false;
     }
-    const bool ready = sd_bus_set_address(bus, address.c_str()) >= 0 && sd_bus_set_bus_client(bus, 1) >= 0 &&
-                       sd_bus_start(bus) >= 0 &&
-                       sd_bus_add_match(bus, nullptr, kSignalMatch, onSignal, userdata) >= 0 &&
-                       sd_bus_add_match(bus, nullptr, kOwnerMatch, onOwnerChanged, userdata) >= 0;
-    if (!ready) {
-        sd_bus_flush_close_unref(bus);
-        return false;
-    }
-    m_bus = bus;
+    m_bus = bus.release();
     return true;
 }
 

@@ -4,6 +4,8 @@
 // around every use.
 #pragma once
 
+#include "bus_plumbing.h"
+
 #include <systemd/sd-bus.h>
 
 #include <chrono>
@@ -13,10 +15,7 @@
 
 namespace tvsim::remote {
 
-struct MessageRelease {
-    void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
-};
-using Message = std::unique_ptr<sd_bus_message, MessageRelease>;
+using bus::Message;
 
 // A method call's timeout: long enough for a loaded daemon, short enough that
 // a stopped one never hangs a client for good.

@@ -4,18 +4,15 @@
 
 #include <remote/remote_platform.h>
 
-#include <cstdlib>
+#include "bus_plumbing.h"
 
 namespace tvsim::remote {
 namespace {
 
-std::string addressOf(const std::string& bus) {
-    if (bus != "session") {
-        return bus;
-    }
-    const char* session = std::getenv("DBUS_SESSION_BUS_ADDRESS");
+std::string addressOf(const std::string& choice) {
+    const std::string address = bus::busAddressOf(choice);
     // An address no bus answers at: every call reports the service unavailable.
-    return session != nullptr && *session != '\0' ? session : "unix:path=/nonexistent";
+    return address.empty() ? "unix:path=/nonexistent" : address;
 }
 
 // Made at the first use and never destroyed: client objects may outlive

@@ -10,12 +10,6 @@ namespace {
 
 using bus::check;
 
-int readStatus(sd_bus_message* reply) {
-    int status = 0;
-    check(sd_bus_message_read_basic(reply, 'i', &status), "read status");
-    return status;
-}
-
 // What every object shares: its connection and GetType, which the library asks
 // before every read and write (the service applies its type faults there).
 template <typename Base>
@@ -48,7 +42,7 @@ protected:
         return call(
             bus::kValueInterface, "GetValue", [](sd_bus_message*) {},
             [&](sd_bus_message* reply) {
-                const int status = readStatus(reply);
+                const int status = bus::readStatus(reply);
                 ModelValue value = bus::readValueVariant(reply, type, m_connection.modelPath);
                 if (status == 0) {
                     out = std::get<T>(std::move(value));
@@ -60,7 +54,7 @@ protected:
     int write(const ModelValue& value) {
         return call(
             bus::kValueInterface, "SetValue", [&](sd_bus_message* request) { bus::appendValueVariant(request, value); },
-            readStatus);
+            bus::readStatus);
     }
 
     // SetIntegers or SetStrings: a dictionary from index to element. sd-bus wants
@@ -85,7 +79,7 @@ protected:
                 }
                 check(sd_bus_message_close_container(request), "close map");
             },
-            readStatus);
+            bus::readStatus);
     }
 
     RemoteRoot& m_root;

@@ -17,13 +17,6 @@ namespace {
 
 using bus::check;
 
-// A reply of the form (i status): the status.
-int readStatus(sd_bus_message* reply) {
-    int status = 0;
-    check(sd_bus_message_read_basic(reply, 'i', &status), "read status");
-    return status;
-}
-
 void appendTypedArray(sd_bus_message* message, const char* type, const std::function<void()>& elements) {
     check(sd_bus_message_open_container(message, 'a', type), "open array");
     elements();
@@ -270,7 +263,7 @@ int RemoteRoot::disconnect(const std::string& path, lomodelapi::Observer* observ
                 errorName);
         }
         if (reply) {
-            status = readStatus(reply.get());
+            status = bus::readStatus(reply.get());
         }
     }
     return status;
@@ -426,7 +419,7 @@ int RemoteRoot::destroyIterator(RemoteConnection& table, TableIteratorObject* it
                 [&](sd_bus_message* call) {
                     check(sd_bus_message_append_basic(call, 'o', objectPath.c_str()), "append iterator");
                 },
-                readStatus);
+                bus::readStatus);
         } catch (const std::exception&) {
             status = kStatusServiceUnavailable;
         }

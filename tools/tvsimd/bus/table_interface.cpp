@@ -27,11 +27,7 @@ IteratorRequest readIteratorRequest(sd_bus_message* call) {
         request.selections.push_back({column, comparison, value});
     }
     check(sd_bus_message_exit_container(call), "exit selections");
-    const void* columns = nullptr;
-    std::size_t size = 0;
-    check(sd_bus_message_read_array(call, 'i', &columns, &size), "read columns");
-    const auto* first = static_cast<const std::int32_t*>(columns);
-    request.columns.assign(first, first + size / sizeof(std::int32_t));
+    request.columns = readIntegers(call);
     check(sd_bus_message_enter_container(call, 'a', "(ii)"), "enter orders");
     std::int32_t direction = 0;
     while (check(sd_bus_message_read(call, "(ii)", &column, &direction), "read order") > 0) {

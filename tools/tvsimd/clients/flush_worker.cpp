@@ -7,8 +7,8 @@ namespace tvsimd {
 FlushWorker::FlushWorker(tvsim::Simulator& simulator, NotificationQueue& queue)
     : m_simulator(simulator), m_queue(queue), m_thread([this] { run(); }) {}
 
-// NOLINTNEXTLINE(bugprone-exception-escape): locking and joining fail only on a programming error; ending then is
-// right.
+// Locking and joining fail only on a programming error; ending the program then is right.
+// NOLINTNEXTLINE(bugprone-exception-escape)
 FlushWorker::~FlushWorker() {
     {
         velmora::base::UniqueLock lock(&m_mutex);

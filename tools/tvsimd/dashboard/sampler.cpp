@@ -14,8 +14,8 @@ DashboardSampler::DashboardSampler(const TvReader& reader, ChangeFeed& feed, std
     m_thread = std::thread([this] { run(); });
 }
 
-// NOLINTNEXTLINE(bugprone-exception-escape): locking and joining fail only on a programming error; ending then is
-// right.
+// Locking and joining fail only on a programming error; ending the program then is right.
+// NOLINTNEXTLINE(bugprone-exception-escape)
 DashboardSampler::~DashboardSampler() {
     {
         velmora::base::UniqueLock lock(&m_mutex);

@@ -1,4 +1,6 @@
-#include "bus_open.h"
+#include "bus_plumbing.h"
+
+#include "bus_error.h"
 
 #include <cstdlib>
 
@@ -29,6 +31,12 @@ Bus openBus(const std::string& address, int& error) {
         bus.reset();
     }
     return bus;
+}
+
+int readStatus(sd_bus_message* reply) {
+    int status = 0;
+    check(sd_bus_message_read_basic(reply, 'i', &status), "read status");
+    return status;
 }
 
 }  // namespace tvsim::bus

@@ -1,4 +1,6 @@
-// Opening a connection to a bus as every part of the TV service does it.
+// The D-Bus plumbing every part of the TV service shares: what a bus choice
+// means, opening a connection, owning connections and messages, and reading
+// the status most replies start with.
 #pragma once
 
 #include <systemd/sd-bus.h>
@@ -25,5 +27,8 @@ std::string busAddressOf(const std::string& choice);
 // A bus client connection to the address. Null, with the sd-bus errno in
 // error, when the bus cannot be reached.
 Bus openBus(const std::string& address, int& error);
+
+// The (i status) a reply starts with. Throws SdBusFailure when it has none.
+int readStatus(sd_bus_message* reply);
 
 }  // namespace tvsim::bus
