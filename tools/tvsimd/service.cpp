@@ -32,7 +32,9 @@ Service::Service(tvsim::Simulator& simulator, RootInterface& root, tvsim::Loaded
       m_clients(root, m_queue),
       m_control(simulator, std::move(model),
                 [this](lomodelapi::Observer* observer) { return m_clients.label(observer); }),
-      m_parts{nullptr, simulator, m_control, m_clients, m_queue, m_flusher} {}
+      m_controlParts{m_control, m_flusher},
+      m_recordsParts{simulator, m_control, m_clients},
+      m_clientParts{simulator, m_clients, m_queue} {}
 
 Service::~Service() {
     // Before the bus goes: no observer may post for a client after this.
@@ -55,7 +57,6 @@ void Service::open(const std::string& address) {
     m_bus = tvsim::bus::openBus(resolved, error).release();
     require(error, "cannot connect to the bus at '" + resolved + "'");
     m_clients.setBus(m_bus);
-    m_parts.bus = m_bus;
     require(sd_bus_attach_event(m_bus, m_event, SD_EVENT_PRIORITY_NORMAL), "cannot attach the bus");
     require(sd_event_add_io(m_event, nullptr, m_queue.fd(), EPOLLIN, &Service::onQueue, this),
             "cannot watch the notification queue");
@@ -65,13 +66,13 @@ void Service::open(const std::string& address) {
         sd_bus_match_signal(m_bus, nullptr, tvsim::bus::kBusDriverName, tvsim::bus::kBusDriverPath,
                             tvsim::bus::kBusDriverInterface, "NameOwnerChanged", &Service::onNameOwnerChanged, this),
         "cannot watch clients leave");
-    addControlInterface(m_parts);
+    addControlInterface(m_bus, m_controlParts);
     addFaultsInterface(m_bus, m_control);
     addRespondersInterface(m_bus, m_control);
-    addRecordsInterface(m_parts);
-    addPlatformInterface(m_parts);
-    addModelObjectInterfaces(m_parts);
-    addIteratorInterface(m_parts);
+    addRecordsInterface(m_bus, m_recordsParts);
+    addPlatformInterface(m_bus, m_clientParts);
+    addModelObjectInterfaces(m_bus, m_clientParts);
+    addIteratorInterface(m_bus, m_clientParts);
     require(sd_bus_add_object_manager(m_bus, nullptr, kControlPath), "cannot add the object manager");
     const int named = sd_bus_request_name(m_bus, kServiceName, 0);
     if (named == -EEXIST) {

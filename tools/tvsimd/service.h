@@ -50,7 +50,10 @@ private:
     tvsim::LocalTvControl m_control;  // after the clients it names
     sd_event* m_event = nullptr;
     sd_bus* m_bus = nullptr;
-    BusParts m_parts;  // the handlers' userdata; its bus is set once open
+    // The handlers' userdata, each family's view of the parts above.
+    ControlParts m_controlParts;
+    RecordsParts m_recordsParts;
+    ClientParts m_clientParts;
 };
 
 }  // namespace tvsimd

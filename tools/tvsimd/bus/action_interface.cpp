@@ -20,7 +20,7 @@ bool isAction(lomodelapi::ObjectTypeSpec realType) {
 // the platform delivered before invoke returned leave before the reply.
 int invoke(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        BusParts& parts = partsOf(userdata);
+        ClientParts& parts = partsOf<ClientParts>(userdata);
         const ClientConnection& connection = callerConnection(call, parts, isAction);
         const std::vector<lomodelapi::Argument> arguments = readArguments(call);
         unsigned int actionId = 0;
@@ -44,8 +44,8 @@ const sd_bus_vtable kVtable[] = {
 
 }  // namespace
 
-void addActionInterface(BusParts& parts) {
-    addModelFallback(parts, kActionInterface, kVtable, isAction);
+void addActionInterface(sd_bus* bus, ClientParts& parts) {
+    addModelFallback(bus, parts, kActionInterface, kVtable, isAction);
 }
 
 }  // namespace tvsimd

@@ -1,6 +1,6 @@
-// What the handlers of the interfaces that serve clients and model objects
-// reach through their sd-bus userdata: the parts of the service they work
-// with, and nothing of how the service owns them or runs its loop.
+// What the handlers of each family of interfaces reach through their sd-bus
+// userdata: only the parts of the service that family works with. The
+// service owns the parts and these views of them; they outlive its bus.
 // Bus thread only.
 #pragma once
 
@@ -8,24 +8,39 @@
 #include "flush_worker.h"
 #include "notification_queue.h"
 
-#include <tvsim/local_tv_control.h>
+#include <tvsim/call_records.h>
 #include <tvsim/simulator.h>
-
-#include <systemd/sd-bus.h>
+#include <tvsim/tv_control.h>
 
 namespace tvsimd {
 
-struct BusParts {
-    sd_bus* bus;
-    tvsim::Simulator& simulator;
-    tvsim::LocalTvControl& control;
-    Clients& clients;
-    NotificationQueue& queue;  // handlers drain it so that signals leave before their reply
+// io.sysaccess.TvSim.Control: the TV's controls, and the worker that answers
+// Flush without holding up the bus thread.
+struct ControlParts {
+    tvsim::TvControl& control;
     FlushWorker& flusher;
 };
 
-inline BusParts& partsOf(void* userdata) {
-    return *static_cast<BusParts*>(userdata);
+// io.sysaccess.TvSim.Control.Records: what clients asked, named by the clients'
+// bookkeeping.
+struct RecordsParts {
+    tvsim::CallRecords& records;
+    tvsim::TvControl& control;
+    Clients& clients;
+};
+
+// io.sysaccess.TvSim.Platform, the model objects and the iterators: the
+// clients' connections, the model they are made on, and the queue their
+// notifications leave through (handlers drain it so that signals go before their reply).
+struct ClientParts {
+    tvsim::Simulator& simulator;
+    Clients& clients;
+    NotificationQueue& queue;
+};
+
+template <typename Parts>
+Parts& partsOf(void* userdata) {
+    return *static_cast<Parts*>(userdata);
 }
 
 }  // namespace tvsimd

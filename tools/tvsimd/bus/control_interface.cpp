@@ -14,7 +14,7 @@ namespace {
 int list(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
         const std::string prefix = readString(call);
-        const auto entries = partsOf(userdata).control.list(prefix);
+        const auto entries = partsOf<ControlParts>(userdata).control.list(prefix);
         return reply(call, [&](sd_bus_message* answer) {
             check(sd_bus_message_open_container(answer, 'a', "(ss)"), "open entries");
             for (const tvsim::ModelEntry& entry : entries) {
@@ -29,14 +29,14 @@ int list(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 
 int get(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        const tvsim::ModelValue value = partsOf(userdata).control.value(readString(call));
+        const tvsim::ModelValue value = partsOf<ControlParts>(userdata).control.value(readString(call));
         return reply(call, [&](sd_bus_message* answer) { appendValueVariant(answer, value); });
     });
 }
 
 int set(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        tvsim::TvControl& control = partsOf(userdata).control;
+        tvsim::TvControl& control = partsOf<ControlParts>(userdata).control;
         const std::string path = readString(call);
         control.setValue(path, readValueVariant(call, control.valueTypeAt(path), path));
         return replyEmpty(call);
@@ -47,7 +47,7 @@ int set(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 // change of its own; one message for many changes (load tests).
 int setSeries(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        tvsim::TvControl& control = partsOf(userdata).control;
+        tvsim::TvControl& control = partsOf<ControlParts>(userdata).control;
         const std::string path = readString(call);
         const tvsim::ValueType type = control.valueTypeAt(path);
         std::vector<tvsim::ModelValue> values;
@@ -63,7 +63,7 @@ int setSeries(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 
 int rows(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        tvsim::TvControl& control = partsOf(userdata).control;
+        tvsim::TvControl& control = partsOf<ControlParts>(userdata).control;
         const std::string path = readString(call);
         const auto columns = control.columns(path);
         const auto table = control.rows(path);
@@ -87,14 +87,14 @@ int setRows(sd_bus_message* call, void* userdata, sd_bus_error* error) {
             table.push_back(readStrings(call));
         }
         check(sd_bus_message_exit_container(call), "exit rows");
-        partsOf(userdata).control.setRows(path, table);
+        partsOf<ControlParts>(userdata).control.setRows(path, table);
         return replyEmpty(call);
     });
 }
 
 int loadModel(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        partsOf(userdata).control.loadModel(readString(call));
+        partsOf<ControlParts>(userdata).control.loadModel(readString(call));
         return replyEmpty(call);
     });
 }
@@ -104,7 +104,7 @@ int loadModel(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 int flush(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
         sd_bus_message_ref(call);
-        partsOf(userdata).flusher.request([call] {
+        partsOf<ControlParts>(userdata).flusher.request([call] {
             // On the bus thread, where the message's reference count may be touched.
             try {
                 replyEmpty(call);
@@ -136,8 +136,8 @@ const sd_bus_vtable kVtable[] = {
 
 }  // namespace
 
-void addControlInterface(BusParts& parts) {
-    check(sd_bus_add_object_vtable(parts.bus, nullptr, kControlPath, kControlInterface, kVtable, &parts),
+void addControlInterface(sd_bus* bus, ControlParts& parts) {
+    check(sd_bus_add_object_vtable(bus, nullptr, kControlPath, kControlInterface, kVtable, &parts),
           "add io.sysaccess.TvSim.Control");
 }
 

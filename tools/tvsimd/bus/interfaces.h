@@ -10,16 +10,16 @@
 
 namespace tvsimd {
 
-void addControlInterface(BusParts& parts);
+void addControlInterface(sd_bus* bus, ControlParts& parts);
 void addFaultsInterface(sd_bus* bus, tvsim::TvControl& control);
 void addRespondersInterface(sd_bus* bus, tvsim::TvControl& control);
-void addRecordsInterface(BusParts& parts);
-void addPlatformInterface(BusParts& parts);
-void addModelObjectInterfaces(BusParts& parts);  // the enumerator and the four below
-void addObjectInterface(BusParts& parts);
-void addValueInterface(BusParts& parts);
-void addActionInterface(BusParts& parts);
-void addTableInterface(BusParts& parts);
-void addIteratorInterface(BusParts& parts);
+void addRecordsInterface(sd_bus* bus, RecordsParts& parts);
+void addPlatformInterface(sd_bus* bus, ClientParts& parts);
+void addModelObjectInterfaces(sd_bus* bus, ClientParts& parts);  // the enumerator and the four below
+void addObjectInterface(sd_bus* bus, ClientParts& parts);
+void addValueInterface(sd_bus* bus, ClientParts& parts);
+void addActionInterface(sd_bus* bus, ClientParts& parts);
+void addTableInterface(sd_bus* bus, ClientParts& parts);
+void addIteratorInterface(sd_bus* bus, ClientParts& parts);
 
 }  // namespace tvsimd

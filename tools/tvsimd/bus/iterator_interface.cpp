@@ -11,7 +11,7 @@ namespace tvsimd {
 using namespace tvsim::bus;  // the service's names, errors and message codec
 namespace {
 
-tvsim::SimIterator& callerIterator(sd_bus_message* call, BusParts& parts) {
+tvsim::SimIterator& callerIterator(sd_bus_message* call, ClientParts& parts) {
     const char* path = sd_bus_message_get_path(call);
     const ClientIterator* iterator = parts.clients.iterator(path != nullptr ? path : "");
     tvsim::SimIterator* simulated = iterator != nullptr ? tvsim::SimIterator::from(iterator->iterator) : nullptr;
@@ -25,7 +25,7 @@ tvsim::SimIterator& callerIterator(sd_bus_message* call, BusParts& parts) {
 template <void (tvsim::IteratorMoves::*Operation)(int)>
 int withRow(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        tvsim::SimIterator& iterator = callerIterator(call, partsOf(userdata));
+        tvsim::SimIterator& iterator = callerIterator(call, partsOf<ClientParts>(userdata));
         (iterator.*Operation)(readInt(call));
         return replyEmpty(call);
     });
@@ -34,21 +34,21 @@ int withRow(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 template <void (tvsim::IteratorMoves::*Operation)()>
 int plain(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        (callerIterator(call, partsOf(userdata)).*Operation)();
+        (callerIterator(call, partsOf<ClientParts>(userdata)).*Operation)();
         return replyEmpty(call);
     });
 }
 
 int seekToContent(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        tvsim::SimIterator& iterator = callerIterator(call, partsOf(userdata));
+        tvsim::SimIterator& iterator = callerIterator(call, partsOf<ClientParts>(userdata));
         iterator.seekToContent(readString(call));
         return replyEmpty(call);
     });
 }
 
 int findIterator(sd_bus*, const char* objectPath, const char*, void* userdata, void** found, sd_bus_error*) {
-    if (partsOf(userdata).clients.iterator(objectPath) == nullptr) {
+    if (partsOf<ClientParts>(userdata).clients.iterator(objectPath) == nullptr) {
         return 0;
     }
     *found = userdata;
@@ -56,7 +56,7 @@ int findIterator(sd_bus*, const char* objectPath, const char*, void* userdata, v
 }
 
 int enumerateIterators(sd_bus*, const char*, void* userdata, char*** nodes, sd_bus_error*) {
-    return nodeList(partsOf(userdata).clients.iteratorPaths(), nodes);
+    return nodeList(partsOf<ClientParts>(userdata).clients.iteratorPaths(), nodes);
 }
 
 const sd_bus_vtable kVtable[] = {
@@ -81,11 +81,10 @@ const sd_bus_vtable kVtable[] = {
 
 }  // namespace
 
-void addIteratorInterface(BusParts& parts) {
-    check(sd_bus_add_node_enumerator(parts.bus, nullptr, kIteratorPrefix, enumerateIterators, &parts),
+void addIteratorInterface(sd_bus* bus, ClientParts& parts) {
+    check(sd_bus_add_node_enumerator(bus, nullptr, kIteratorPrefix, enumerateIterators, &parts),
           "add the iterator enumerator");
-    check(sd_bus_add_fallback_vtable(parts.bus, nullptr, kIteratorPrefix, kIteratorInterface, kVtable, findIterator,
-                                     &parts),
+    check(sd_bus_add_fallback_vtable(bus, nullptr, kIteratorPrefix, kIteratorInterface, kVtable, findIterator, &parts),
           "add io.sysaccess.TvSim.Iterator");
 }
 

@@ -12,7 +12,7 @@ using namespace tvsim::bus;  // the service's names, errors and message codec
 namespace {
 
 struct Fallback {
-    BusParts* parts;
+    ClientParts* parts;
     TypeFilter fits;
 };
 
@@ -36,7 +36,7 @@ int findObject(sd_bus*, const char* objectPath, const char*, void* userdata, voi
 // Lists every model object, so introspection (busctl tree) shows the model.
 int enumerateObjects(sd_bus*, const char*, void* userdata, char*** nodes, sd_bus_error*) {
     std::vector<std::string> paths;
-    for (const tvsim::ModelEntry& entry : partsOf(userdata).simulator.list("")) {
+    for (const tvsim::ModelEntry& entry : partsOf<ClientParts>(userdata).simulator.list("")) {
         paths.push_back(objectPathOf(entry.path));
     }
     return nodeList(paths, nodes);
@@ -44,17 +44,16 @@ int enumerateObjects(sd_bus*, const char*, void* userdata, char*** nodes, sd_bus
 
 }  // namespace
 
-void addModelEnumerator(BusParts& parts) {
-    check(sd_bus_add_node_enumerator(parts.bus, nullptr, kModelPrefix, enumerateObjects, &parts),
-          "add the model enumerator");
+void addModelEnumerator(sd_bus* bus, ClientParts& parts) {
+    check(sd_bus_add_node_enumerator(bus, nullptr, kModelPrefix, enumerateObjects, &parts), "add the model enumerator");
 }
 
-void addModelFallback(BusParts& parts, const char* interface, const sd_bus_vtable* vtable, TypeFilter fits) {
+void addModelFallback(sd_bus* bus, ClientParts& parts, const char* interface, const sd_bus_vtable* vtable,
+                      TypeFilter fits) {
     // The slot owns the filter and frees it when the bus goes.
     auto* fallback = new Fallback{&parts, fits};
     sd_bus_slot* slot = nullptr;
-    const int added =
-        sd_bus_add_fallback_vtable(parts.bus, &slot, kModelPrefix, interface, vtable, findObject, fallback);
+    const int added = sd_bus_add_fallback_vtable(bus, &slot, kModelPrefix, interface, vtable, findObject, fallback);
     if (added < 0) {
         delete fallback;
         check(added, interface);
@@ -78,7 +77,7 @@ std::string modelPathOfCall(sd_bus_message* call) {
     return modelPathOfObject(sd_bus_message_get_path(call));
 }
 
-const ClientConnection& callerConnection(sd_bus_message* call, BusParts& parts, TypeFilter fits) {
+const ClientConnection& callerConnection(sd_bus_message* call, ClientParts& parts, TypeFilter fits) {
     const std::uint64_t id = readId(call);
     const ClientConnection& connection = parts.clients.connection(senderOf(call), modelPathOfCall(call), id);
     if (!fits(connection.realType)) {
@@ -89,12 +88,12 @@ const ClientConnection& callerConnection(sd_bus_message* call, BusParts& parts, 
     return connection;
 }
 
-void addModelObjectInterfaces(BusParts& parts) {
-    addModelEnumerator(parts);
-    addObjectInterface(parts);
-    addValueInterface(parts);
-    addActionInterface(parts);
-    addTableInterface(parts);
+void addModelObjectInterfaces(sd_bus* bus, ClientParts& parts) {
+    addModelEnumerator(bus, parts);
+    addObjectInterface(bus, parts);
+    addValueInterface(bus, parts);
+    addActionInterface(bus, parts);
+    addTableInterface(bus, parts);
 }
 
 }  // namespace tvsimd

@@ -19,9 +19,10 @@ namespace tvsimd {
 using TypeFilter = bool (*)(lomodelapi::ObjectTypeSpec realType);
 
 // Lists every model object for introspection, so busctl tree shows the model.
-void addModelEnumerator(BusParts& parts);
+void addModelEnumerator(sd_bus* bus, ClientParts& parts);
 // Serves the interface on every model object whose real type passes the filter.
-void addModelFallback(BusParts& parts, const char* interface, const sd_bus_vtable* vtable, TypeFilter fits);
+void addModelFallback(sd_bus* bus, ClientParts& parts, const char* interface, const sd_bus_vtable* vtable,
+                      TypeFilter fits);
 
 // The model path of the object a call or property read is addressed to.
 std::string modelPathOfCall(sd_bus_message* call);
@@ -30,6 +31,6 @@ std::string modelPathOfObject(const char* objectPath);
 // connection to the addressed object; UnknownConnection when it holds none,
 // WrongType when its object is not of a type the interface serves (the path
 // may have been given to an object of another type since it connected).
-const ClientConnection& callerConnection(sd_bus_message* call, BusParts& parts, TypeFilter fits);
+const ClientConnection& callerConnection(sd_bus_message* call, ClientParts& parts, TypeFilter fits);
 
 }  // namespace tvsimd

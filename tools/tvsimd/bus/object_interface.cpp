@@ -17,7 +17,7 @@ bool anyType(lomodelapi::ObjectTypeSpec) {
 // GetType(t connection) -> (i status, i type): ModelObject::getType, faults included.
 int getType(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        const ClientConnection& connection = callerConnection(call, partsOf(userdata), anyType);
+        const ClientConnection& connection = callerConnection(call, partsOf<ClientParts>(userdata), anyType);
         lomodelapi::ObjectTypeSpec type = lomodelapi::OBJECT_TYPE_NONE;
         const int status = connection.object->getType(type);
         return reply(call, [&](sd_bus_message* answer) {
@@ -30,7 +30,7 @@ int typeProperty(sd_bus*, const char* objectPath, const char*, const char*, sd_b
                  sd_bus_error* error) {
     return handleMethod(error, [&] {
         const std::string path = modelPathOfObject(objectPath);
-        const std::string name = tvsim::objectTypeName(partsOf(userdata).simulator.typeAt(path));
+        const std::string name = tvsim::objectTypeName(partsOf<ClientParts>(userdata).simulator.typeAt(path));
         return check(sd_bus_message_append_basic(answer, 's', name.c_str()), "append type");
     });
 }
@@ -51,8 +51,8 @@ const sd_bus_vtable kVtable[] = {
 
 }  // namespace
 
-void addObjectInterface(BusParts& parts) {
-    addModelFallback(parts, kObjectInterface, kVtable, anyType);
+void addObjectInterface(sd_bus* bus, ClientParts& parts) {
+    addModelFallback(bus, parts, kObjectInterface, kVtable, anyType);
 }
 
 }  // namespace tvsimd

@@ -35,7 +35,7 @@ int getInterfaceReference(sd_bus_message* call, void*, sd_bus_error* error) {
 // is handed out only with status 0; otherwise connection is 0 and object "/".
 int connect(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        BusParts& parts = partsOf(userdata);
+        ClientParts& parts = partsOf<ClientParts>(userdata);
         const std::string path = readString(call);
         const std::string client = senderOf(call);
         const lomodelapi::ObjectTypeSpec realType = typeOrNone(parts.simulator, path);
@@ -56,7 +56,7 @@ int connect(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 // connection leaves before the reply, so none follows it.
 int disconnect(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        BusParts& parts = partsOf(userdata);
+        ClientParts& parts = partsOf<ClientParts>(userdata);
         const std::string path = readString(call);
         const std::uint64_t id = readId(call);
         const int status = parts.clients.disconnect(senderOf(call), path, id);
@@ -79,8 +79,8 @@ const sd_bus_vtable kVtable[] = {
 
 }  // namespace
 
-void addPlatformInterface(BusParts& parts) {
-    check(sd_bus_add_object_vtable(parts.bus, nullptr, kControlPath, kPlatformInterface, kVtable, &parts),
+void addPlatformInterface(sd_bus* bus, ClientParts& parts) {
+    check(sd_bus_add_object_vtable(bus, nullptr, kControlPath, kPlatformInterface, kVtable, &parts),
           "add io.sysaccess.TvSim.Platform");
 }
 

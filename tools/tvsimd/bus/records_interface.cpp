@@ -30,7 +30,7 @@ int replyRecords(sd_bus_message* call, const std::string& fields, const std::vec
 
 int connects(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        return replyRecords(call, "ssib", partsOf(userdata).control.connects(),
+        return replyRecords(call, "ssib", partsOf<RecordsParts>(userdata).control.connects(),
                             [&](sd_bus_message* answer, const tvsim::ClientConnect& record) {
                                 check(sd_bus_message_append(answer, "ssib", record.path.c_str(), record.client.c_str(),
                                                             record.status, record.object),
@@ -41,8 +41,8 @@ int connects(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 
 int disconnects(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        BusParts& parts = partsOf(userdata);
-        return replyRecords(call, "ss", parts.simulator.disconnects(),
+        RecordsParts& parts = partsOf<RecordsParts>(userdata);
+        return replyRecords(call, "ss", parts.records.disconnects(),
                             [&](sd_bus_message* answer, const tvsim::DisconnectRecord& record) {
                                 check(sd_bus_message_append(answer, "ss", record.path.c_str(),
                                                             parts.clients.label(record.observer).c_str()),
@@ -53,7 +53,7 @@ int disconnects(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 
 int invokes(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        return replyRecords(call, "suia(nnns)", partsOf(userdata).control.invokes(),
+        return replyRecords(call, "suia(nnns)", partsOf<RecordsParts>(userdata).control.invokes(),
                             [](sd_bus_message* answer, const tvsim::InvokeRecord& record) {
                                 check(sd_bus_message_append(answer, "sui", record.path.c_str(),
                                                             static_cast<std::uint32_t>(record.actionId), record.status),
@@ -65,8 +65,8 @@ int invokes(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 
 int createIterators(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        BusParts& parts = partsOf(userdata);
-        return replyRecords(call, "ssiaib", parts.simulator.createIterators(),
+        RecordsParts& parts = partsOf<RecordsParts>(userdata);
+        return replyRecords(call, "ssiaib", parts.records.createIterators(),
                             [&](sd_bus_message* answer, const tvsim::CreateIteratorRecord& record) {
                                 check(sd_bus_message_append(answer, "ssi", record.path.c_str(),
                                                             parts.clients.label(record.observer).c_str(),
@@ -82,13 +82,13 @@ int createIterators(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 
 template <int (tvsim::CallRecords::*Count)(const std::string&) const>
 int countOf(sd_bus_message* call, void* userdata, sd_bus_error* error) {
-    return handleMethod(error,
-                        [&] { return replyStatus(call, (partsOf(userdata).simulator.*Count)(readString(call))); });
+    return handleMethod(
+        error, [&] { return replyStatus(call, (partsOf<RecordsParts>(userdata).records.*Count)(readString(call))); });
 }
 
 int clear(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        BusParts& parts = partsOf(userdata);
+        RecordsParts& parts = partsOf<RecordsParts>(userdata);
         parts.control.clearRecords();
         parts.clients.clearEnded();
         return replyEmpty(call);
@@ -113,8 +113,8 @@ const sd_bus_vtable kVtable[] = {
 
 }  // namespace
 
-void addRecordsInterface(BusParts& parts) {
-    check(sd_bus_add_object_vtable(parts.bus, nullptr, kControlPath, kRecordsInterface, kVtable, &parts),
+void addRecordsInterface(sd_bus* bus, RecordsParts& parts) {
+    check(sd_bus_add_object_vtable(bus, nullptr, kControlPath, kRecordsInterface, kVtable, &parts),
           "add io.sysaccess.TvSim.Control.Records");
 }
 

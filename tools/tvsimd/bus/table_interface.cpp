@@ -40,7 +40,7 @@ IteratorRequest readIteratorRequest(sd_bus_message* call) {
 // CreateIterator(t connection, i type, a(iis) selections, ai columns, a(ii) orders) -> o iterator ("/" for none)
 int createIterator(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        BusParts& parts = partsOf(userdata);
+        ClientParts& parts = partsOf<ClientParts>(userdata);
         const ClientConnection& connection = callerConnection(call, parts, isTable);
         const ClientIterator* made = parts.clients.createIterator(connection, readIteratorRequest(call));
         const std::string path = made != nullptr ? made->objectPath : "/";
@@ -55,7 +55,7 @@ int createIterator(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 // signals leave before the reply, so none follows it.
 int destroyIterator(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        BusParts& parts = partsOf(userdata);
+        ClientParts& parts = partsOf<ClientParts>(userdata);
         const ClientConnection& connection = callerConnection(call, parts, isTable);
         const char* iterator = nullptr;
         check(sd_bus_message_read_basic(call, 'o', &iterator), "read iterator");
@@ -68,7 +68,7 @@ int destroyIterator(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 int columnsProperty(sd_bus*, const char* objectPath, const char*, const char*, sd_bus_message* answer, void* userdata,
                     sd_bus_error* error) {
     return handleMethod(error, [&] {
-        appendValue(answer, partsOf(userdata).simulator.columns(modelPathOfObject(objectPath)));
+        appendValue(answer, partsOf<ClientParts>(userdata).simulator.columns(modelPathOfObject(objectPath)));
         return 1;
     });
 }
@@ -76,7 +76,8 @@ int columnsProperty(sd_bus*, const char* objectPath, const char*, const char*, s
 int rowCountProperty(sd_bus*, const char* objectPath, const char*, const char*, sd_bus_message* answer, void* userdata,
                      sd_bus_error* error) {
     return handleMethod(error, [&] {
-        const int count = static_cast<int>(partsOf(userdata).simulator.rows(modelPathOfObject(objectPath)).size());
+        const int count =
+            static_cast<int>(partsOf<ClientParts>(userdata).simulator.rows(modelPathOfObject(objectPath)).size());
         return check(sd_bus_message_append_basic(answer, 'i', &count), "append row count");
     });
 }
@@ -96,8 +97,8 @@ const sd_bus_vtable kVtable[] = {
 
 }  // namespace
 
-void addTableInterface(BusParts& parts) {
-    addModelFallback(parts, kTableInterface, kVtable, isTable);
+void addTableInterface(sd_bus* bus, ClientParts& parts) {
+    addModelFallback(bus, parts, kTableInterface, kVtable, isTable);
 }
 
 }  // namespace tvsimd

@@ -71,7 +71,7 @@ int writeThrough(ModelObject* object, const tvsim::ModelValue& value) {
 // GetValue(t connection) -> (i status, v value)
 int getValue(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        const ClientConnection& connection = callerConnection(call, partsOf(userdata), isValue);
+        const ClientConnection& connection = callerConnection(call, partsOf<ClientParts>(userdata), isValue);
         const tvsim::ValueType type = valueTypeOfConnection(connection);
         tvsim::ModelValue value = tvsim::emptyValueOf(type);
         const int status = readThrough(connection.object, type, value);
@@ -85,7 +85,7 @@ int getValue(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 // SetValue(t connection, v value) -> i status
 int setValue(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        const ClientConnection& connection = callerConnection(call, partsOf(userdata), isValue);
+        const ClientConnection& connection = callerConnection(call, partsOf<ClientParts>(userdata), isValue);
         const tvsim::ModelValue value = readValueVariant(call, valueTypeOfConnection(connection), connection.modelPath);
         return replyStatus(call, writeThrough(connection.object, value));
     });
@@ -95,7 +95,7 @@ int setValue(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 template <typename Element, char Code>
 int setByIndex(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        const ClientConnection& connection = callerConnection(call, partsOf(userdata), isValue);
+        const ClientConnection& connection = callerConnection(call, partsOf<ClientParts>(userdata), isValue);
         const bool integers = Code == 'i';
         const lomodelapi::ObjectTypeSpec wanted =
             integers ? lomodelapi::OBJECT_TYPE_VECTOR_NUMERIC_INTEGER : lomodelapi::OBJECT_TYPE_VECTOR_STRING;
@@ -133,7 +133,7 @@ int setByIndex(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 int valueProperty(sd_bus*, const char* objectPath, const char*, const char*, sd_bus_message* answer, void* userdata,
                   sd_bus_error* error) {
     return handleMethod(error, [&] {
-        appendValueVariant(answer, partsOf(userdata).simulator.value(modelPathOfObject(objectPath)));
+        appendValueVariant(answer, partsOf<ClientParts>(userdata).simulator.value(modelPathOfObject(objectPath)));
         return 1;
     });
 }
@@ -154,8 +154,8 @@ const sd_bus_vtable kVtable[] = {
 
 }  // namespace
 
-void addValueInterface(BusParts& parts) {
-    addModelFallback(parts, kValueInterface, kVtable, isValue);
+void addValueInterface(sd_bus* bus, ClientParts& parts) {
+    addModelFallback(bus, parts, kValueInterface, kVtable, isValue);
 }
 
 }  // namespace tvsimd

@@ -19,6 +19,7 @@ Clients::~Clients() {
 }
 
 void Clients::dropAll() {
+    m_busThread.require("Clients");
     std::set<std::string> clients;
     for (const auto& [id, connection] : m_connections) {
         clients.insert(connection->client);
@@ -34,6 +35,7 @@ SignalTarget Clients::target(const std::string& client, const std::string& objec
 
 int Clients::connect(const std::string& client, const std::string& modelPath, const std::string& objectPath,
                      lomodelapi::ObjectTypeSpec realType, const ClientConnection*& made) {
+    m_busThread.require("Clients");
     auto connection = std::make_unique<ClientConnection>();
     connection->id = m_nextId++;
     connection->client = client;
@@ -54,6 +56,7 @@ int Clients::connect(const std::string& client, const std::string& modelPath, co
 }
 
 int Clients::disconnect(const std::string& client, const std::string& modelPath, std::uint64_t id) {
+    m_busThread.require("Clients");
     auto found = m_connections.find(id);
     if (found == m_connections.end() || found->second->client != client) {
         return m_root.disconnect(modelPath, nullptr, nullptr);
@@ -71,6 +74,7 @@ int Clients::disconnect(const std::string& client, const std::string& modelPath,
 
 const ClientConnection& Clients::connection(const std::string& client, const std::string& modelPath,
                                             std::uint64_t id) const {
+    m_busThread.require("Clients");
     auto found = m_connections.find(id);
     if (found == m_connections.end() || found->second->client != client || found->second->modelPath != modelPath) {
         throw BusError(kErrorUnknownConnection,
@@ -80,6 +84,7 @@ const ClientConnection& Clients::connection(const std::string& client, const std
 }
 
 bool Clients::connectedTo(const std::string& modelPath, lomodelapi::ObjectTypeSpec& realType) const {
+    m_busThread.require("Clients");
     for (const auto& [id, connection] : m_connections) {
         if (connection->modelPath == modelPath) {
             realType = connection->realType;
@@ -90,6 +95,7 @@ bool Clients::connectedTo(const std::string& modelPath, lomodelapi::ObjectTypeSp
 }
 
 const ClientIterator* Clients::createIterator(const ClientConnection& table, const IteratorRequest& request) {
+    m_busThread.require("Clients");
     auto* tableObject = dynamic_cast<TableObject*>(table.object);
     if (tableObject == nullptr) {
         return nullptr;
@@ -114,6 +120,7 @@ const ClientIterator* Clients::createIterator(const ClientConnection& table, con
 }
 
 int Clients::destroyIterator(const ClientConnection& table, const std::string& iteratorPath) {
+    m_busThread.require("Clients");
     auto* tableObject = dynamic_cast<TableObject*>(table.object);
     if (tableObject == nullptr) {
         return tvsim::kStatusUnknownObject;
@@ -130,11 +137,13 @@ int Clients::destroyIterator(const ClientConnection& table, const std::string& i
 }
 
 const ClientIterator* Clients::iterator(const std::string& objectPath) const {
+    m_busThread.require("Clients");
     auto found = m_iterators.find(objectPath);
     return found == m_iterators.end() ? nullptr : found->second.get();
 }
 
 std::vector<std::string> Clients::iteratorPaths() const {
+    m_busThread.require("Clients");
     std::vector<std::string> paths;
     for (const auto& [path, iterator] : m_iterators) {
         paths.push_back(path);
@@ -157,6 +166,7 @@ void Clients::destroyIteratorsOf(const ClientConnection& table) {
 }
 
 void Clients::dropClient(const std::string& client) {
+    m_busThread.require("Clients");
     for (auto it = m_connections.begin(); it != m_connections.end();) {
         if (it->second->client != client) {
             ++it;
@@ -169,11 +179,13 @@ void Clients::dropClient(const std::string& client) {
 }
 
 std::string Clients::label(const void* observer) const {
+    m_busThread.require("Clients");
     auto found = m_labels.find(observer);
     return found == m_labels.end() ? std::string() : found->second;
 }
 
 void Clients::clearEnded() {
+    m_busThread.require("Clients");
     std::set<const void*> live;
     for (const auto& [id, connection] : m_connections) {
         live.insert(connection->observer);

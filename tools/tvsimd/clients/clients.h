@@ -2,9 +2,11 @@
 // connections to model objects and its table iterators, each with the
 // observer tvsimd made for it. Keyed by the client's unique name, so a
 // client can use only its own, and everything a client held is given back
-// when its name leaves the bus. Bus thread only: no lock.
+// when its name leaves the bus. Bus thread only, with no lock: every
+// operation checks it runs there (BusThread).
 #pragma once
 
+#include "bus_thread.h"
 #include "client_observers.h"
 
 #include <lomodelapi/model_objects.h>
@@ -52,7 +54,11 @@ public:
     Clients(const Clients&) = delete;
     Clients& operator=(const Clients&) = delete;
 
-    void setBus(sd_bus* bus) { m_bus = bus; }
+    // On the bus thread, which every other operation must then be called on.
+    void setBus(sd_bus* bus) {
+        m_busThread.claim();
+        m_bus = bus;
+    }
 
     // RootInterface::connect for the client; the connection's signals come
     // from objectPath. The connection is kept when the platform handed out an
@@ -90,6 +96,7 @@ private:
 
     RootInterface& m_root;
     NotificationQueue& m_queue;
+    BusThread m_busThread;
     sd_bus* m_bus = nullptr;
     std::uint64_t m_nextId = 1;
     std::map<std::uint64_t, std::unique_ptr<ClientConnection>> m_connections;
