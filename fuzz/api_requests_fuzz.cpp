@@ -5,7 +5,6 @@
 // else escaping, a crash or a sanitizer report is a finding.
 #include <api_requests.h>
 
-
 #include <cstdint>
 #include <string>
 #include <string_view>
