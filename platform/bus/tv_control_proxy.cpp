@@ -11,18 +11,6 @@
 namespace tvsim::bus {
 namespace {
 
-const char* replyKindName(tvsim::Reply::Kind kind) {
-    switch (kind) {
-        case tvsim::Reply::Kind::Failure:
-            return "failure";
-        case tvsim::Reply::Kind::NoReply:
-            return "none";
-        case tvsim::Reply::Kind::Results:
-            break;
-    }
-    return "results";
-}
-
 void appendString(sd_bus_message* message, const std::string& text) {
     check(sd_bus_message_append_basic(message, 's', text.c_str()), "append string");
 }

@@ -3,6 +3,7 @@
 #include "bus_error.h"
 
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <type_traits>
 #include <variant>
@@ -229,6 +230,28 @@ std::vector<lomodelapi::Argument> readArguments(sd_bus_message* message) {
     }
     check(sd_bus_message_exit_container(message), "exit arguments");
     return arguments;
+}
+
+const char* replyKindName(tvsim::Reply::Kind kind) {
+    switch (kind) {
+        case tvsim::Reply::Kind::Failure:
+            return "failure";
+        case tvsim::Reply::Kind::NoReply:
+            return "none";
+        case tvsim::Reply::Kind::Results:
+            break;
+    }
+    return "results";
+}
+
+tvsim::Reply::Kind readReplyKind(const char* name) {
+    for (auto kind : {tvsim::Reply::Kind::Results, tvsim::Reply::Kind::Failure, tvsim::Reply::Kind::NoReply}) {
+        if (std::strcmp(name, replyKindName(kind)) == 0) {
+            return kind;
+        }
+    }
+    throw BusError(kErrorInvalidArgument,
+                   std::string("The reply kind must be results, failure or none; got '") + name + "'.");
 }
 
 }  // namespace tvsim::bus

@@ -4,6 +4,7 @@
 // Readers throw BusError with one sentence naming the path and what is wrong.
 #pragma once
 
+#include <tvsim/model_control.h>
 #include <tvsim/model_value.h>
 
 #include <lomodelapi/argument.h>
@@ -30,5 +31,10 @@ std::vector<int> readIntegers(sd_bus_message* message);         // ai
 void appendArguments(sd_bus_message* message, const std::vector<lomodelapi::Argument>& arguments);
 // Positions and subtags must fit a signed byte (OutOfRange otherwise).
 std::vector<lomodelapi::Argument> readArguments(sd_bus_message* message);
+
+// A reply's kind as SetReply carries it: "results", "failure" or "none".
+const char* replyKindName(tvsim::Reply::Kind kind);
+// The kind the name stands for; InvalidArgument for any other name.
+tvsim::Reply::Kind readReplyKind(const char* name);
 
 }  // namespace tvsim::bus

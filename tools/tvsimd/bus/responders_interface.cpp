@@ -6,26 +6,10 @@
 #include "method_support.h"
 #include "value_codec.h"
 
-#include <cstring>
-
 namespace tvsimd {
 
 using namespace tvsim::bus;  // the service's names, errors and message codec
 namespace {
-
-tvsim::Reply::Kind replyKind(const char* name) {
-    if (std::strcmp(name, "results") == 0) {
-        return tvsim::Reply::Kind::Results;
-    }
-    if (std::strcmp(name, "failure") == 0) {
-        return tvsim::Reply::Kind::Failure;
-    }
-    if (std::strcmp(name, "none") == 0) {
-        return tvsim::Reply::Kind::NoReply;
-    }
-    throw BusError(kErrorInvalidArgument,
-                   std::string("The reply kind must be results, failure or none; got '") + name + "'.");
-}
 
 // SetReply(s path, s kind, i error, u delayMs, i copies, b beforeInvokeReturns, a(nnns) results)
 int setReply(sd_bus_message* call, void* userdata, sd_bus_error* error) {
@@ -36,7 +20,7 @@ int setReply(sd_bus_message* call, void* userdata, sd_bus_error* error) {
         int early = 0;
         tvsim::Reply answer;
         check(sd_bus_message_read(call, "siuib", &kind, &answer.error, &delayMs, &answer.copies, &early), "read reply");
-        answer.kind = replyKind(kind);
+        answer.kind = readReplyKind(kind);
         answer.delay = std::chrono::milliseconds(delayMs);
         answer.beforeInvokeReturns = early != 0;
         answer.results = readArguments(call);
