@@ -3,6 +3,7 @@
 #include "actions.h"
 #include "values.h"
 
+#include <tvsim/model_value_json.h>
 #include <tvsim/source_switch.h>
 
 #include <algorithm>
@@ -120,7 +121,7 @@ void describeTv(Session& session, SourceReport& report) {
     }
     if (session.has(kNoBannerPath)) {
         const tvsim::ModelValue noBanner = readValue(session, kNoBannerPath);
-        report.tv["no-banner"] = toJson(noBanner);
+        report.tv["no-banner"] = tvsim::valueToJson(noBanner);
         report.tvText += (report.tvText.empty() ? "" : " ") + std::string("no-banner=") + formatValueText(noBanner);
     }
 }

@@ -1,5 +1,7 @@
 #include "values.h"
 
+#include <tvsim/model_value_json.h>
+
 #include <base/synchronization/unique_lock.h>
 #include <system_access/value_access.h>
 #include <system_access/value_object.h>
@@ -107,15 +109,11 @@ void writeValue(Session& session, const std::string& path, const tvsim::ModelVal
     }
 }
 
-nlohmann::json toJson(const tvsim::ModelValue& value) {
-    return std::visit([](const auto& native) { return nlohmann::json(native); }, value);
-}
-
 void printValue(const Session& session, const std::string& path, const tvsim::ModelValue& value,
                 const std::string& prefix, nlohmann::json extra) {
     extra["path"] = path;
     extra["type"] = tvsim::valueTypeName(tvsim::valueTypeOf(value));
-    extra["value"] = toJson(value);
+    extra["value"] = tvsim::valueToJson(value);
     session.out().result(prefix + path + " = " + formatValueText(value), extra);
 }
 

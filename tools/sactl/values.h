@@ -28,7 +28,6 @@ tvsim::ModelValue parseValueFor(Session& session, const std::string& path, const
 tvsim::ModelValue readValue(Session& session, const std::string& path);
 void writeValue(Session& session, const std::string& path, const tvsim::ModelValue& value);
 
-nlohmann::json toJson(const tvsim::ModelValue& value);
 // "<prefix>PATH = VALUE", or {"path", "type", "value"} plus the extra members.
 void printValue(const Session& session, const std::string& path, const tvsim::ModelValue& value,
                 const std::string& prefix = "", nlohmann::json extra = nlohmann::json::object());

@@ -3,7 +3,7 @@
 
 #include "model_parser.h"
 
-#include <nlohmann/json.hpp>
+#include <tvsim/model_value_json.h>
 
 #include <algorithm>
 #include <cctype>
@@ -114,11 +114,7 @@ ModelValue parseValueJson(ValueType type, const std::string& text) {
 }
 
 std::string valueJsonText(const ModelValue& value) {
-    return std::visit(
-        [](const auto& native) {
-            return nlohmann::json(native).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-        },
-        value);
+    return valueToJson(value).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
 bool parseArgumentPosition(const std::string& text, std::int8_t& position) {

@@ -1,6 +1,7 @@
 #include "picture.h"
 
 #include <tvsim/model_file.h>
+#include <tvsim/model_value_json.h>
 
 #include <algorithm>
 #include <stdexcept>
@@ -11,10 +12,6 @@ namespace {
 using nlohmann::json;
 
 constexpr const char* kNoBannerPath = "orvik.sl2.i32.tvservice.no-banner";
-
-json valueJson(const tvsim::ModelValue& value) {
-    return std::visit([](const auto& held) { return json(held); }, value);
-}
 
 json argumentsJson(std::vector<lomodelapi::Argument> arguments) {
     std::stable_sort(arguments.begin(), arguments.end(),
@@ -145,7 +142,7 @@ TvPicture TvReader::read() const {
             tvsim::ValueType type{};
             if (tvsim::valueTypeOfObject(entry.type, type)) {
                 picture.values[entry.path] = {{"type", tvsim::valueTypeName(type)},
-                                              {"value", valueJson(m_simulator.value(entry.path))}};
+                                              {"value", tvsim::valueToJson(m_simulator.value(entry.path))}};
             } else if (entry.type == lomodelapi::OBJECT_TYPE_ACTION) {
                 const auto found = chosen.find(entry.path);
                 picture.actions[entry.path] = found == chosen.end() ? json(nullptr) : answerJson(found->second);

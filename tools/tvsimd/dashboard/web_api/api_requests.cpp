@@ -1,5 +1,7 @@
 #include "api_requests.h"
 
+#include <tvsim/model_value_json.h>
+
 #include <array>
 #include <climits>
 #include <initializer_list>
@@ -180,7 +182,7 @@ AnswerRequest decodeAnswer(std::string_view body) {
 
 tvsim::ModelValue decodeValue(tvsim::ValueType type, const json& value) {
     try {
-        return tvsim::parseValueJson(type, value.dump());
+        return tvsim::valueFromJson(type, value);
     } catch (const tvsim::ValueJsonError& error) {
         badRequest(std::string("the value for ") + tvsim::valueTypeName(type) + ": " + error.what());
     }
