@@ -21,7 +21,7 @@ namespace {
     // The parent blocks SIGTERM for its event loop; the bus daemon must not inherit that.
     sigset_t none;
     sigemptyset(&none);
-    sigprocmask(SIG_SETMASK, &none, nullptr);
+    pthread_sigmask(SIG_SETMASK, &none, nullptr);
     // Should tvsimd die without cleaning up, its bus goes with it.
     prctl(PR_SET_PDEATHSIG, SIGTERM);
     // tvsimd writes nothing but its export and ready lines unless asked; the bus daemon's notices go too.
