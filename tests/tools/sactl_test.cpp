@@ -63,6 +63,10 @@ const SactlCase kCases[] = {
      R"($SACTL --json responders set orvik.sl2.action.source.switch --results 0=ok --copies 2)", 0,
      R"(^\{"answer":"results","before-invoke-returns":false,"copies":2,"delay-ms":0,"path":"orvik\.sl2\.action\.source\.switch","results":\[\{"position":0,"value":"ok"\}\]\}\n$)",
      ""},
+    {"FaultsPrintWhatWasSet", R"($SACTL --json faults fail-connects orvik.sl2.i32.audio.volume 7 --count 2)", 0,
+     R"(^\{"count":2,"fault":"fail-connects","path":"orvik\.sl2\.i32\.audio\.volume","status":7\}\n$)", ""},
+    {"FaultsClearPrintsThePath", R"($SACTL faults clear orvik.sl2.i32.audio.volume)", 0,
+     R"(^clear orvik\.sl2\.i32\.audio\.volume\n$)", ""},
 
     // Watching.
     {"WatchPrintsInitialValuesAndEachChangeTheStepsCause",
