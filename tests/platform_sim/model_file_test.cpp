@@ -169,8 +169,7 @@ TEST(ModelFileTest, DocumentedExampleIsTheToolsModelFileAndLoadsItsValues) {
 
 // ---- Hostile input ----
 
-// What is not a regular file of at most 64 MiB is refused before it is read (sactl's suite refuses a
-// directory and a device through the same check).
+// What is not a regular file of at most 64 MiB is refused before it is read; a device would never end.
 TEST(ModelFileTest, HostileFilesAreRefusedWithTheirReason) {
     const std::string folder = ::testing::TempDir() + "hostile_models_" + std::to_string(::getpid());
     ASSERT_EQ(0, ::mkdir(folder.c_str(), 0700));
@@ -178,6 +177,8 @@ TEST(ModelFileTest, HostileFilesAreRefusedWithTheirReason) {
     std::ofstream(folder + "/huge").put('{');
     ASSERT_EQ(0, ::truncate((folder + "/huge").c_str(), 64 * 1024 * 1024 + 1));  // sparse: takes no disk
     const std::pair<std::string, std::string> files[] = {
+        {folder, "it is a directory, not a regular file"},
+        {"/dev/zero", "it is a character device, not a regular file"},
         {folder + "/fifo", "it is a FIFO, not a regular file"},
         {folder + "/huge", "it is larger than 64 MiB, the most a model file may hold"},
     };

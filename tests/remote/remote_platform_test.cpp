@@ -4,6 +4,8 @@
 // boundary. Each test is one life cycle.
 #include "bus_processes.h"
 
+#include <tv_control_proxy.h>
+
 #include <gtest/gtest.h>
 
 #include <signal.h>
@@ -18,7 +20,6 @@
 namespace tvsimd_test {
 namespace {
 
-constexpr const char* kResponders = "io.sysaccess.TvSim.Control.Responders";
 constexpr const char* kVolume = "orvik.sl2.i32.audio.volume";
 constexpr const char* kVersion = "orvik.sl2.action.system.get-version";
 constexpr const char* kSwitch = "orvik.sl2.action.source.switch";
@@ -64,16 +65,9 @@ protected:
     static void SetUpTestSuite() { setenv("TVSIM_BUS", s_bus->address().c_str(), 1); }
     void SetUp() override { ASSERT_TRUE(tvsimd->ready()); }
 
-    void setReply(BusClient& client, const char* path, const char* kind, int error, unsigned delayMs, int copies) {
-        sd_bus_message* reply = client.call(kControlPath, kResponders, "SetReply", "ssiuiba(nnns)", path, kind, error,
-                                            delayMs, copies, 0, 0);
-        ASSERT_NE(reply, nullptr) << client.errorMessage();
-        sd_bus_message_unref(reply);
-    }
-
     static std::unique_ptr<PrivateDbusDaemon> s_bus;
     std::unique_ptr<Tvsimd> tvsimd = std::make_unique<Tvsimd>(s_bus->address());
-    BusClient control{s_bus->address()};
+    tvsim::bus::TvControlProxy tv{s_bus->address(), milliseconds(5000)};
 };
 
 std::unique_ptr<PrivateDbusDaemon> RemotePlatformTest::s_bus = std::make_unique<PrivateDbusDaemon>();
@@ -87,7 +81,7 @@ TEST_F(RemotePlatformTest, ValuesAndWatchesCrossProcesses) {
     EXPECT_EQ(watcher.next("changed"), std::string("changed ") + kVolume + " 31");
     EXPECT_EQ(writer.ask(std::string("get ") + kVolume, "get"), "get 0 31");
     // A platform-originated change reaches it too, in order after the first.
-    sd_bus_message_unref(control.call(kControlPath, "io.sysaccess.TvSim.Control", "Set", "sv", kVolume, "i", 40));
+    tv.setValue(kVolume, 40);
     EXPECT_EQ(watcher.next("changed"), std::string("changed ") + kVolume + " 40");
     // A path the TV does not have: the accessor's connect-failed status.
     EXPECT_EQ(writer.ask("get orvik.sl2.i32.no.such", "get"), "get 5 0");
@@ -100,21 +94,19 @@ TEST_F(RemotePlatformTest, VectorWritesReachTheService) {
         const char* command;
         const char* path;
         const char* elements;
-        const char* expected;  // what Control.Get answers afterwards
+        tvsim::ModelValue expected;  // what the TV holds afterwards
     };
     const Case cases[] = {
-        {"setints", "orvik.sl2.vi32.tvservice.favourite-channels", "9 -8 2147483647", "ai:9,-8,2147483647"},
-        {"setstrings", "orvik.sl2.vstr.audio.languages", "spa ita por", "as:spa,ita,por"},
+        {"setints", "orvik.sl2.vi32.tvservice.favourite-channels", "9 -8 2147483647",
+         std::vector<int>{9, -8, 2147483647}},
+        {"setstrings", "orvik.sl2.vstr.audio.languages", "spa ita por", std::vector<std::string>{"spa", "ita", "por"}},
     };
     Client writer;
     for (const Case& c : cases) {
         SCOPED_TRACE(c.path);
         EXPECT_EQ(writer.ask(std::string(c.command) + " " + c.path + " " + c.elements, c.command),
                   std::string(c.command) + " 0");
-        sd_bus_message* got = control.call(kControlPath, "io.sysaccess.TvSim.Control", "Get", "s", c.path);
-        ASSERT_NE(got, nullptr) << control.errorMessage();
-        EXPECT_EQ(variantText(got), c.expected);
-        sd_bus_message_unref(got);
+        EXPECT_EQ(tv.value(c.path), c.expected);
     }
 }
 
@@ -137,7 +129,11 @@ TEST_F(RemotePlatformTest, ActionOutcomesReachEveryObserverAsTheResponderAnswers
     for (const Case& c : cases) {
         SCOPED_TRACE(std::string(c.kind) + " delay " + std::to_string(c.delayMs) + " copies " +
                      std::to_string(c.copies));
-        setReply(control, kVersion, c.kind, c.error, c.delayMs, c.copies);
+        tvsim::Reply reply =
+            c.kind == std::string("results") ? tvsim::Reply::withResults({}) : tvsim::Reply::failure(c.error);
+        reply.delay = milliseconds(c.delayMs);
+        reply.copies = c.copies;
+        tv.setReply(kVersion, reply);
         const std::string invoked = invoker.ask(std::string("invoke ") + kVersion + " x", "invoke");
         ASSERT_EQ(invoked.rfind("invoke 0 ", 0), 0u) << invoked;
         const std::string word = std::string(c.outcome).substr(0, std::string(c.outcome).find(' '));
@@ -148,9 +144,9 @@ TEST_F(RemotePlatformTest, ActionOutcomesReachEveryObserverAsTheResponderAnswers
         }
     }
     // A missing outcome never shows: the next invoke's outcome is the next line.
-    setReply(control, kVersion, "none", 0, 0, 1);
+    tv.setReply(kVersion, tvsim::Reply::none());
     ASSERT_EQ(invoker.ask(std::string("invoke ") + kVersion, "invoke").rfind("invoke 0 ", 0), 0u);
-    setReply(control, kVersion, "failure", 9, 0, 1);
+    tv.setReply(kVersion, tvsim::Reply::failure(9));
     const std::string last = invoker.ask(std::string("invoke ") + kVersion, "invoke");
     EXPECT_EQ(invoker.next("failed"), "failed " + last.substr(9) + " 9");
 }
@@ -162,8 +158,7 @@ TEST_F(RemotePlatformTest, IteratorEventsArriveInOrder) {
     EXPECT_EQ(client.next("create"), "create 0");
     EXPECT_EQ(client.next("iterator"), "iterator ready 0");
     EXPECT_EQ(client.next("iterator"), "iterator total 12");
-    sd_bus_message_unref(control.call(kControlPath, "io.sysaccess.TvSim.Control", "SetRows", "saas",
-                                      "orvik.sl2.table.channels", 1, 5, "u", "d", "n", "1", "f"));
+    tv.setRows("orvik.sl2.table.channels", {{"u", "d", "n", "1", "f"}});
     EXPECT_EQ(client.next("iterator"), "iterator update 1");
 }
 
@@ -171,29 +166,18 @@ TEST_F(RemotePlatformTest, SourceSwitchEndToEnd) {
     Client engine;
     EXPECT_EQ(engine.ask("source pauseAV", "source"), "source 1");
     EXPECT_EQ(engine.ask("source resumeAV", "source"), "source 1");
-    sd_bus_message* invokes = control.call(kControlPath, "io.sysaccess.TvSim.Control.Records", "Invokes", nullptr);
-    ASSERT_NE(invokes, nullptr);
-    int recorded = 0;
-    ASSERT_GE(sd_bus_message_enter_container(invokes, 'a', "(suia(nnns))"), 0);
-    const char* path = nullptr;
-    unsigned id = 0;
-    int status = -1;
-    while (sd_bus_message_enter_container(invokes, 'r', "suia(nnns)") > 0) {
-        sd_bus_message_read(invokes, "sui", &path, &id, &status);
-        sd_bus_message_skip(invokes, "a(nnns)");
-        sd_bus_message_exit_container(invokes);
-        EXPECT_STREQ(path, kSwitch);
-        EXPECT_EQ(status, 0);
-        ++recorded;
+    const std::vector<tvsim::InvokeRecord> invokes = tv.invokes();
+    ASSERT_EQ(invokes.size(), 2u);
+    for (const tvsim::InvokeRecord& invoke : invokes) {
+        EXPECT_EQ(invoke.path, kSwitch);
+        EXPECT_EQ(invoke.status, 0);
     }
-    sd_bus_message_unref(invokes);
-    EXPECT_EQ(recorded, 2);
 }
 
 TEST_F(RemotePlatformTest, DaemonLossNeverHangsAndARestartIsPickedUp) {
     Client engine;
     ASSERT_EQ(engine.ask(std::string("watch ") + kVolume, "connect"), "connect 0");
-    setReply(control, kSwitch, "none", 0, 0, 1);
+    tv.setReply(kSwitch, tvsim::Reply::none());
     engine.send("source pauseAV");
     // The request waits for an outcome that will never come, until the service dies.
     EXPECT_EQ(engine.next("source", milliseconds(300)), "(nothing)");
@@ -206,8 +190,7 @@ TEST_F(RemotePlatformTest, DaemonLossNeverHangsAndARestartIsPickedUp) {
     ASSERT_TRUE(tvsimd->ready());
     // The accessor made before works again, and its watch fires again.
     EXPECT_EQ(engine.ask(std::string("get ") + kVolume, "get"), "get 0 12");
-    BusClient control2(s_bus->address());
-    sd_bus_message_unref(control2.call(kControlPath, "io.sysaccess.TvSim.Control", "Set", "sv", kVolume, "i", 77));
+    tv.setValue(kVolume, 77);
     EXPECT_EQ(engine.next("changed"), std::string("changed ") + kVolume + " 77");
 }
 
@@ -229,10 +212,9 @@ TEST_F(RemotePlatformTest, AWatchAloneRecoversWhenItsBusComesBack) {
     service = std::make_unique<Tvsimd>(address);
     ASSERT_TRUE(service->ready());
     // The watcher makes no call: its bus thread finds the bus again and connects anew by itself.
-    BusClient poker(address);
+    tvsim::bus::TvControlProxy poker(address, milliseconds(5000));
     for (int attempt = 0; attempt < 50; ++attempt) {
-        sd_bus_message_unref(
-            poker.call(kControlPath, "io.sysaccess.TvSim.Control", "Set", "sv", kVolume, "i", 50 + attempt));
+        poker.setValue(kVolume, 50 + attempt);
         const std::string changed = watcher.next("changed", milliseconds(200));
         if (changed != "(nothing)") {
             EXPECT_EQ(changed.rfind(std::string("changed ") + kVolume + " ", 0), 0u) << changed;

@@ -11,7 +11,6 @@
 #include <fstream>
 #include <sstream>
 #include <string>
-#include <vector>
 
 namespace testsupport {
 
@@ -27,15 +26,6 @@ inline std::string shellQuoted(const std::string& text) {
         quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
     }
     return quoted + "'";
-}
-
-// The program and its arguments, each quoted.
-inline std::string commandLine(const std::string& program, const std::vector<std::string>& arguments) {
-    std::string command = shellQuoted(program);
-    for (const std::string& argument : arguments) {
-        command += " " + shellQuoted(argument);
-    }
-    return command;
 }
 
 // `command` may hold its own redirections and variable assignments.

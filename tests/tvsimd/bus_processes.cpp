@@ -9,7 +9,6 @@
 
 #include <cstdarg>
 #include <cstdint>
-#include <cstdlib>
 #include <stdexcept>
 #include <thread>
 
@@ -178,6 +177,21 @@ sd_bus_message* BusClient::call(const char* path, const char* interface, const c
     return reply;
 }
 
+std::uint64_t BusClient::connect(const char* path, int* status) {
+    const tvsim::bus::Message reply(call(kControlPath, "io.sysaccess.TvSim.Platform", "Connect", "s", path));
+    int answered = -1;
+    std::uint64_t id = 0;
+    const char* object = nullptr;
+    int type = 0;
+    if (!reply || sd_bus_message_read(reply.get(), "itoi", &answered, &id, &object, &type) < 0) {
+        throw std::runtime_error("Connect " + std::string(path) + ": " + m_errorName + " " + m_errorMessage);
+    }
+    if (status != nullptr) {
+        *status = answered;
+    }
+    return id;
+}
+
 int BusClient::onSignal(sd_bus_message* message, void* client, sd_bus_error*) {
     static_cast<BusClient*>(client)->m_signals.push_back(
         {sd_bus_message_get_path(message), sd_bus_message_get_member(message), sd_bus_message_ref(message)});
@@ -204,44 +218,6 @@ bool BusClient::waitForSignals(std::size_t count, milliseconds timeout) {
 
 void BusClient::settle(milliseconds time) {
     waitForSignals(static_cast<std::size_t>(-1), time);
-}
-
-std::string variantText(sd_bus_message* message) {
-    const char* contents = nullptr;
-    char type = 0;
-    sd_bus_message_peek_type(message, &type, &contents);
-    std::string text = std::string(contents) + ":";
-    sd_bus_message_enter_container(message, 'v', contents);
-    if (contents == std::string("i")) {
-        int value = 0;
-        sd_bus_message_read_basic(message, 'i', &value);
-        text += std::to_string(value);
-    } else if (contents == std::string("x")) {
-        int64_t value = 0;
-        sd_bus_message_read_basic(message, 'x', &value);
-        text += std::to_string(value);
-    } else if (contents == std::string("s")) {
-        const char* value = nullptr;
-        sd_bus_message_read_basic(message, 's', &value);
-        text += value;
-    } else if (contents == std::string("ai")) {
-        const void* data = nullptr;
-        size_t size = 0;
-        sd_bus_message_read_array(message, 'i', &data, &size);
-        for (size_t i = 0; i < size / sizeof(int); ++i) {
-            text += (i ? "," : "") + std::to_string(static_cast<const int*>(data)[i]);
-        }
-    } else if (contents == std::string("as")) {
-        char** values = nullptr;
-        sd_bus_message_read_strv(message, &values);
-        for (size_t i = 0; values != nullptr && values[i] != nullptr; ++i) {
-            text += (i ? "," : "") + std::string(values[i]);
-            free(values[i]);
-        }
-        free(values);
-    }
-    sd_bus_message_exit_container(message);
-    return text;
 }
 
 }  // namespace tvsimd_test

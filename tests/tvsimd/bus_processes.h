@@ -3,9 +3,12 @@
 // what is still running, so a failing test leaves no process behind.
 #pragma once
 
+#include <bus_open.h>
+
 #include <systemd/sd-bus.h>
 
 #include <chrono>
+#include <cstdint>
 #include <deque>
 #include <string>
 #include <vector>
@@ -81,10 +84,13 @@ public:
     sd_bus* bus() const { return m_bus; }
     std::string uniqueName() const;
 
-    // Calls a method of io.sysaccess.TvSim; the reply, or null with the error name and message filled.
+    // Calls a method of io.sysaccess.TvSim; the reply (the caller's to free, as tvsim::bus::Message does), or
+    // null with the error name and message filled.
     sd_bus_message* call(const char* path, const char* interface, const char* member, const char* types, ...);
     const std::string& errorName() const { return m_errorName; }
     const std::string& errorMessage() const { return m_errorMessage; }
+    // Platform.Connect: the connection id, 0 when refused, and the status it answered.
+    std::uint64_t connect(const char* path, int* status = nullptr);
 
     // Waits until `count` signals have arrived in all; false on timeout.
     bool waitForSignals(std::size_t count, milliseconds timeout = milliseconds(5000));
@@ -100,9 +106,6 @@ private:
     std::string m_errorName;
     std::string m_errorMessage;
 };
-
-// The variant the message is at, read past, as "signature:value" (vector elements joined by commas).
-std::string variantText(sd_bus_message* message);
 
 constexpr const char* kService = "io.sysaccess.TvSim";
 constexpr const char* kControlPath = "/io/sysaccess/TvSim";
