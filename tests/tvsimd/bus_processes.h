@@ -3,7 +3,7 @@
 // what is still running, so a failing test leaves no process behind.
 #pragma once
 
-#include <bus_open.h>
+#include <bus_plumbing.h>
 
 #include <systemd/sd-bus.h>
 
