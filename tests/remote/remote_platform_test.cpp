@@ -162,18 +162,6 @@ TEST_F(RemotePlatformTest, IteratorEventsArriveInOrder) {
     EXPECT_EQ(client.next("iterator"), "iterator update 1");
 }
 
-TEST_F(RemotePlatformTest, SourceSwitchEndToEnd) {
-    Client engine;
-    EXPECT_EQ(engine.ask("source pauseAV", "source"), "source 1");
-    EXPECT_EQ(engine.ask("source resumeAV", "source"), "source 1");
-    const std::vector<tvsim::InvokeRecord> invokes = tv.invokes();
-    ASSERT_EQ(invokes.size(), 2u);
-    for (const tvsim::InvokeRecord& invoke : invokes) {
-        EXPECT_EQ(invoke.path, kSwitch);
-        EXPECT_EQ(invoke.status, 0);
-    }
-}
-
 TEST_F(RemotePlatformTest, DaemonLossNeverHangsAndARestartIsPickedUp) {
     Client engine;
     ASSERT_EQ(engine.ask(std::string("watch ") + kVolume, "connect"), "connect 0");

@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <climits>
 #include <functional>
 #include <string>
 
@@ -32,15 +31,8 @@ TEST(ApiRequests, RefusedBodiesGetStatus400AndSayWhy) {
         {"report-type without type", [] { decodeFault(R"({"fault":"report-type","path":"a"})"); }, "'type' is missing"},
         {"clear not a flag", [] { decodeFault(R"({"fault":"fail-getter","path":"a","clear":1})"); }, "true or false"},
         {"unknown answer", [] { decodeAnswer(R"({"path":"a","answer":"maybe"})"); }, "got 'maybe'"},
-        {"integer too large", [&] { decodeValue(integer, nlohmann::json(2147483648LL)); }, "out of range"},
+        // The value's own checks are parseValueJson's; here only that a refusal is a 400.
         {"integer as text", [&] { decodeValue(integer, nlohmann::json("7")); }, "expected an integer"},
-        {"int64 beyond range", [] { decodeValue(tvsim::ValueType::INT64, nlohmann::json(ULLONG_MAX)); },
-         "out of range"},
-        {"fraction", [&] { decodeValue(integer, nlohmann::json(1.5)); }, "expected an integer"},
-        {"vector element", [] { decodeValue(tvsim::ValueType::INTEGER_VECTOR, nlohmann::json::parse("[1,\"2\"]")); },
-         "element 1: expected an integer"},
-        {"string vector not an array", [] { decodeValue(tvsim::ValueType::STRING_VECTOR, nlohmann::json("eng")); },
-         "expected an array"},
     };
     for (const Refusal& refusal : refusals) {
         try {
@@ -59,8 +51,6 @@ TEST(ApiRequests, BodiesDecodeIntoTheirCommands) {
     EXPECT_EQ(set.path, "orvik.sl2.vstr.audio.languages");
     EXPECT_EQ(decodeValue(tvsim::ValueType::STRING_VECTOR, set.value),
               tvsim::ModelValue(std::vector<std::string>{"eng", "nor"}));
-    EXPECT_EQ(decodeValue(tvsim::ValueType::INT64, nlohmann::json(LLONG_MIN)), tvsim::ModelValue(LLONG_MIN));
-    EXPECT_EQ(decodeValue(tvsim::ValueType::INTEGER, nlohmann::json(-5)), tvsim::ModelValue(-5));
 
     const FaultRequest refuse = decodeFault(R"({"fault":"refuse-invokes","path":"a.b","count":3,"status":9})");
     EXPECT_EQ(refuse.kind, FaultKind::RefuseInvokes);
