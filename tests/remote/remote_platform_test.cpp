@@ -13,6 +13,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -87,6 +88,47 @@ TEST_F(RemotePlatformTest, ValuesAndWatchesCrossProcesses) {
     EXPECT_EQ(writer.ask("get orvik.sl2.i32.no.such", "get"), "get 5 0");
     // And one that is no text sd-bus can send (not UTF-8): the same answer, nothing thrown out of the platform.
     EXPECT_EQ(writer.ask("get orvik.sl2.i32.\xff", "get"), "get 5 0");
+}
+
+// Any peer on the bus can send a client, or tvsimd, a signal of any name: a
+// forged change, a forged loss of the service, a forged departure of a client.
+// Only the service's own signals and the bus driver's are believed.
+TEST_F(RemotePlatformTest, SignalsFromOtherPeersAreNotBelieved) {
+    Client victim;
+    ASSERT_EQ(victim.ask(std::string("watch ") + kVolume, "connect"), "connect 0");
+    const std::string label = tv.connects().back().client;  // "<unique name>#<connection id>"
+    const std::string victimName = label.substr(0, label.find('#'));
+    const std::uint64_t id = std::stoull(label.substr(label.find('#') + 1));
+
+    BusClient attacker(s_bus->address());
+    sd_bus_message* owner = nullptr;
+    ASSERT_GE(sd_bus_call_method(attacker.bus(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                 "org.freedesktop.DBus", "GetNameOwner", nullptr, &owner, "s", "io.sysaccess.TvSim"),
+              0);
+    const char* serviceName = nullptr;
+    ASSERT_GE(sd_bus_message_read(owner, "s", &serviceName), 0);
+    const std::string service = serviceName;
+    sd_bus_message_unref(owner);
+    const auto forge = [&](const std::string& to, const char* path, const char* interface, const char* member,
+                           const std::function<void(sd_bus_message*)>& append) {
+        sd_bus_message* signal = nullptr;
+        ASSERT_GE(sd_bus_message_new_signal(attacker.bus(), &signal, path, interface, member), 0);
+        ASSERT_GE(sd_bus_message_set_destination(signal, to.c_str()), 0);
+        append(signal);
+        EXPECT_GE(sd_bus_send(attacker.bus(), signal, nullptr), 0);
+        sd_bus_message_unref(signal);
+    };
+    forge(victimName, "/io/sysaccess/TvSim/model/orvik/sl2/i32/audio/volume", "io.sysaccess.TvSim.Value", "Changed",
+          [&](sd_bus_message* m) { sd_bus_message_append(m, "tv", id, "i", 666); });
+    forge(victimName, "/org/freedesktop/DBus", "org.freedesktop.DBus", "NameOwnerChanged",
+          [&](sd_bus_message* m) { sd_bus_message_append(m, "sss", "io.sysaccess.TvSim", service.c_str(), ""); });
+    forge(service, "/org/freedesktop/DBus", "org.freedesktop.DBus", "NameOwnerChanged",
+          [&](sd_bus_message* m) { sd_bus_message_append(m, "sss", victimName.c_str(), victimName.c_str(), ""); });
+    sd_bus_flush(attacker.bus());
+
+    // The victim's watch still stands at the service, and the next change it hears is the service's.
+    tv.setValue(kVolume, 77);
+    EXPECT_EQ(victim.next("changed"), std::string("changed ") + kVolume + " 77");
 }
 
 TEST_F(RemotePlatformTest, VectorWritesReachTheService) {

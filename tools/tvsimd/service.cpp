@@ -95,10 +95,13 @@ int Service::onQueue(sd_event_source*, int, std::uint32_t, void* service) {
 }
 
 int Service::onNameOwnerChanged(sd_bus_message* message, void* service, sd_bus_error*) {
+    // Only the bus driver speaks for who left: any peer can send tvsimd a signal of this name.
+    const char* sender = sd_bus_message_get_sender(message);
     const char* name = nullptr;
     const char* oldOwner = nullptr;
     const char* newOwner = nullptr;
-    if (sd_bus_message_read(message, "sss", &name, &oldOwner, &newOwner) < 0) {
+    if (sender == nullptr || std::strcmp(sender, tvsim::bus::kBusDriverName) != 0 ||
+        sd_bus_message_read(message, "sss", &name, &oldOwner, &newOwner) < 0) {
         return 0;
     }
     if (name[0] == ':' && newOwner[0] == '\0') {

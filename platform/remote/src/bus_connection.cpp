@@ -3,6 +3,7 @@
 #include "bus_names.h"
 
 #include <cstdint>
+#include <cstring>
 #include <ctime>
 #include <exception>
 
@@ -24,6 +25,7 @@ bool BusConnection::open(const std::string& address, Handler onSignal, Handler o
 }
 
 void BusConnection::close() {
+    m_serviceOwner.clear();
     if (m_bus != nullptr) {
         sd_bus_flush_close_unref(m_bus);
         m_bus = nullptr;
@@ -58,7 +60,20 @@ Message BusConnection::call(const std::string& path, const char* interface, cons
         sd_bus_error_free(&error);
         return nullptr;
     }
+    if (const char* sender = sd_bus_message_get_sender(reply)) {
+        m_serviceOwner = sender;
+    }
     return Message(reply);
+}
+
+bool BusConnection::fromService(sd_bus_message* message) const {
+    const char* sender = sd_bus_message_get_sender(message);
+    return sender != nullptr && !m_serviceOwner.empty() && m_serviceOwner == sender;
+}
+
+bool BusConnection::fromBusDriver(sd_bus_message* message) {
+    const char* sender = sd_bus_message_get_sender(message);
+    return sender != nullptr && std::strcmp(sender, bus::kBusDriverName) == 0;
 }
 
 int BusConnection::process() {

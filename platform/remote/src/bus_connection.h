@@ -46,6 +46,15 @@ public:
     Message call(const std::string& path, const char* interface, const char* member, const Append& append,
                  std::string& errorName);
 
+    // Whether the message comes from the TV service's current owner: the unique
+    // name its last reply came from, or that the bus driver last named. Any
+    // other peer may send a client signals; only the service's are believed.
+    bool fromService(sd_bus_message* message) const;
+    // Whether the message comes from the bus driver, the only sender of NameOwnerChanged.
+    static bool fromBusDriver(sd_bus_message* message);
+    // The bus driver says the service's name now belongs to this unique name ("" for nobody).
+    void serviceOwnerIs(const std::string& owner) { m_serviceOwner = owner; }
+
     // Dispatches one queued message to the matches; > 0 while there was work, < 0 when the connection broke.
     int process();
     int fd() const;
@@ -55,6 +64,7 @@ public:
 
 private:
     sd_bus* m_bus = nullptr;
+    std::string m_serviceOwner;
 };
 
 }  // namespace tvsim::remote

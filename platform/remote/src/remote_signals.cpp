@@ -98,6 +98,9 @@ int RemoteRoot::onSignal(sd_bus_message* message, void* root, sd_bus_error*) SYS
 }
 
 void RemoteRoot::dispatchSignal(sd_bus_message* message) {
+    if (!m_bus.fromService(message)) {
+        return;
+    }
     const char* path = sd_bus_message_get_path(message);
     const char* interface = sd_bus_message_get_interface(message);
     const char* member = sd_bus_message_get_member(message);
@@ -198,9 +201,11 @@ int RemoteRoot::onOwnerChanged(sd_bus_message* message, void* userdata,
     const char* name = nullptr;
     const char* oldOwner = nullptr;
     const char* newOwner = nullptr;
-    if (sd_bus_message_read(message, "sss", &name, &oldOwner, &newOwner) < 0) {
+    if (!BusConnection::fromBusDriver(message) ||
+        sd_bus_message_read(message, "sss", &name, &oldOwner, &newOwner) < 0) {
         return 0;
     }
+    root->m_bus.serviceOwnerIs(newOwner);
     if (*oldOwner != '\0') {
         root->serviceLost();
     }
