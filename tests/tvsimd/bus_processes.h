@@ -48,6 +48,7 @@ class PrivateDbusDaemon {
 public:
     explicit PrivateDbusDaemon(const std::string& listen = "");
     const std::string& address() const { return m_address; }
+    ChildProcess& process() { return m_process; }
 
 private:
     ChildProcess m_process;

@@ -295,5 +295,14 @@ TEST(TvsimdPrivateBus, PrintsTheExportLineServesAndStopsItsBus) {
     EXPECT_THROW(BusClient{address}, std::runtime_error);
 }
 
+// A daemon whose bus went away ends with status 1 instead of serving nobody.
+TEST(TvsimdLostBus, EndsWithStatusOne) {
+    PrivateDbusDaemon bus;
+    Tvsimd tvsimd(bus.address());
+    ASSERT_TRUE(tvsimd.ready());
+    bus.process().stop(SIGKILL);
+    EXPECT_EQ(tvsimd.process().waitForExit(), 1);
+}
+
 }  // namespace
 }  // namespace tvsimd_test

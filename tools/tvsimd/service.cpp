@@ -19,10 +19,11 @@ namespace tvsimd {
 using namespace tvsim::bus;  // the service's names, errors and message codec
 namespace {
 
-void require(int result, const std::string& what) {
+int require(int result, const std::string& what) {
     if (result < 0) {
         throw std::runtime_error(what + ": " + std::generic_category().message(-result));
     }
+    return result;
 }
 
 }  // namespace
@@ -58,6 +59,7 @@ void Service::open(const std::string& address) {
     require(error, "cannot connect to the bus at '" + resolved + "'");
     m_clients.setBus(m_bus);
     require(sd_bus_attach_event(m_bus, m_event, SD_EVENT_PRIORITY_NORMAL), "cannot attach the bus");
+    require(sd_bus_set_exit_on_disconnect(m_bus, 1), "cannot watch the bus connection");
     require(sd_event_add_io(m_event, nullptr, m_queue.fd(), EPOLLIN, &Service::onQueue, this),
             "cannot watch the notification queue");
     require(sd_event_add_signal(m_event, nullptr, SIGINT, nullptr, nullptr), "cannot handle SIGINT");
@@ -82,7 +84,11 @@ void Service::open(const std::string& address) {
 }
 
 int Service::run() {
-    require(sd_event_loop(m_event), "event loop failed");
+    // SIGINT and SIGTERM end the loop with 0; sd-bus ends it with a failure
+    // when the bus connection is lost, and serving on would reach nobody.
+    if (require(sd_event_loop(m_event), "event loop failed") != 0) {
+        throw std::runtime_error("lost the connection to the bus");
+    }
     sd_bus_release_name(m_bus, kServiceName);
     sd_bus_flush(m_bus);
     logLine(kLogInfo, "released " + std::string(kServiceName));

@@ -33,7 +33,8 @@ public:
     // object and takes the well-known name. Throws std::runtime_error with one line.
     // SIGINT and SIGTERM must already be blocked in every thread.
     void open(const std::string& address);
-    // Serves until SIGINT or SIGTERM, then releases the name. Returns the exit code.
+    // Serves until SIGINT or SIGTERM, then releases the name. Returns the exit
+    // code. A lost bus connection ends it too, as a std::runtime_error.
     int run();
 
     // The TV's controls: any thread, but connects() names clients from the bus
