@@ -109,23 +109,14 @@ std::vector<std::string> TvControlProxy::columns(const std::string& table) {
 
 std::vector<tvsim::Row> TvControlProxy::rows(const std::string& table) {
     Message reply = callWith(kControlInterface, "Rows", "s", table.c_str());
-    readStrings(reply.get());
-    std::vector<tvsim::Row> rows;
-    check(sd_bus_message_enter_container(reply.get(), 'a', "as"), "read rows");
-    while (check(sd_bus_message_at_end(reply.get(), 0), "read rows") == 0) {
-        rows.push_back(readStrings(reply.get()));
-    }
-    return rows;
+    readStrings(reply.get());  // the columns come first
+    return readRows(reply.get());
 }
 
 void TvControlProxy::setRows(const std::string& table, const std::vector<tvsim::Row>& rows) {
     call(kControlInterface, "SetRows", [&](sd_bus_message* message) {
         appendString(message, table);
-        check(sd_bus_message_open_container(message, 'a', "as"), "open rows");
-        for (const tvsim::Row& row : rows) {
-            appendValue(message, row);
-        }
-        check(sd_bus_message_close_container(message), "close rows");
+        appendRows(message, rows);
     });
 }
 

@@ -109,6 +109,24 @@ std::vector<int> readIntegers(sd_bus_message* message) {
     return std::vector<int>(begin, begin + size / sizeof(std::int32_t));
 }
 
+std::vector<std::vector<std::string>> readRows(sd_bus_message* message) {
+    std::vector<std::vector<std::string>> rows;
+    check(sd_bus_message_enter_container(message, 'a', "as"), "enter rows");
+    while (check(sd_bus_message_at_end(message, 0), "read rows") == 0) {
+        rows.push_back(readStrings(message));
+    }
+    check(sd_bus_message_exit_container(message), "exit rows");
+    return rows;
+}
+
+void appendRows(sd_bus_message* message, const std::vector<std::vector<std::string>>& rows) {
+    check(sd_bus_message_open_container(message, 'a', "as"), "open rows");
+    for (const std::vector<std::string>& row : rows) {
+        appendValue(message, row);
+    }
+    check(sd_bus_message_close_container(message), "close rows");
+}
+
 const char* signatureOf(tvsim::ValueType type) {
     switch (type) {
         case tvsim::ValueType::INTEGER:

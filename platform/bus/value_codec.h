@@ -27,6 +27,9 @@ tvsim::ModelValue readValueVariant(sd_bus_message* message, tvsim::ValueType exp
 tvsim::ModelValue readAnyValueVariant(sd_bus_message* message, const std::string& path);
 std::vector<std::string> readStrings(sd_bus_message* message);  // as
 std::vector<int> readIntegers(sd_bus_message* message);         // ai
+// Table rows, aas: a table's rows, an iterator's chunk.
+std::vector<std::vector<std::string>> readRows(sd_bus_message* message);
+void appendRows(sd_bus_message* message, const std::vector<std::vector<std::string>>& rows);
 
 void appendArguments(sd_bus_message* message, const std::vector<lomodelapi::Argument>& arguments);
 // Positions and subtags must fit a signed byte (OutOfRange otherwise).

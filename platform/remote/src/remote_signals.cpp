@@ -23,17 +23,6 @@ int readInteger(sd_bus_message* message) {
     return value;
 }
 
-std::vector<std::string> readRow(sd_bus_message* message) {
-    std::vector<std::string> row;
-    check(sd_bus_message_enter_container(message, 'a', "s"), "enter row");
-    const char* cell = nullptr;
-    while (check(sd_bus_message_read_basic(message, 's', &cell), "read cell") > 0) {
-        row.emplace_back(cell);
-    }
-    check(sd_bus_message_exit_container(message), "exit row");
-    return row;
-}
-
 // The observer call for a value change, for the observer class of the value's
 // type; empty when the observer is not of that class (as the simulator does).
 CallbackThread::Call valueCall(lomodelapi::Observer* observer, ModelValue value) {
@@ -129,15 +118,9 @@ void RemoteRoot::dispatchIteratorSignal(sd_bus_message* message, const std::stri
     if (IteratorEvent event = iteratorEvent(member)) {
         call = [observer, event, value = readInteger(message)] { (observer->*event)(value); };
     } else if (member == "ReadRow") {
-        call = [observer, row = readRow(message)] { observer->notifyReadRow(row); };
+        call = [observer, row = bus::readStrings(message)] { observer->notifyReadRow(row); };
     } else if (member == "ReadRowChunk") {
-        std::vector<std::vector<std::string>> rows;
-        check(sd_bus_message_enter_container(message, 'a', "as"), "enter rows");
-        while (check(sd_bus_message_at_end(message, 0), "at end") == 0) {
-            rows.push_back(readRow(message));
-        }
-        check(sd_bus_message_exit_container(message), "exit rows");
-        call = [observer, rows = std::move(rows)] {
+        call = [observer, rows = bus::readRows(message)] {
             std::vector<const std::vector<std::string>*> pointers;
             pointers.reserve(rows.size());
             for (const auto& row : rows) {

@@ -69,11 +69,7 @@ int rows(sd_bus_message* call, void* userdata, sd_bus_error* error) {
         const auto table = control.rows(path);
         return reply(call, [&](sd_bus_message* answer) {
             appendValue(answer, columns);
-            check(sd_bus_message_open_container(answer, 'a', "as"), "open rows");
-            for (const tvsim::Row& row : table) {
-                appendValue(answer, row);
-            }
-            check(sd_bus_message_close_container(answer), "close rows");
+            appendRows(answer, table);
         });
     });
 }
@@ -81,13 +77,7 @@ int rows(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 int setRows(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
         const std::string path = readString(call);
-        std::vector<tvsim::Row> table;
-        check(sd_bus_message_enter_container(call, 'a', "as"), "enter rows");
-        while (check(sd_bus_message_at_end(call, 0), "read rows") == 0) {
-            table.push_back(readStrings(call));
-        }
-        check(sd_bus_message_exit_container(call), "exit rows");
-        partsOf<ControlParts>(userdata).control.setRows(path, table);
+        partsOf<ControlParts>(userdata).control.setRows(path, readRows(call));
         return replyEmpty(call);
     });
 }

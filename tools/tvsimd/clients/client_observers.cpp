@@ -114,10 +114,6 @@ private:
     SignalTarget m_target;
 };
 
-void appendRow(sd_bus_message* signal, const std::vector<std::string>& row) {
-    appendValue(signal, row);
-}
-
 // Iterator signals carry no id: the iterator's own object path names it.
 class IteratorObserver : public lomodelapi::ObserverTableIterator {
 public:
@@ -132,7 +128,8 @@ public:
     void notifyUpdate(int change) override { event("Update", change); }
 
     void notifyReadRow(const std::vector<std::string>& row) override {
-        post(m_target, kIteratorInterface, "ReadRow", false, [row](sd_bus_message* signal) { appendRow(signal, row); });
+        post(m_target, kIteratorInterface, "ReadRow", false,
+             [row](sd_bus_message* signal) { appendValue(signal, row); });
     }
 
     void notifyReadRowChunk(const std::vector<const std::vector<std::string>*>& rows) override {
@@ -141,13 +138,8 @@ public:
         for (const auto* row : rows) {
             copies.push_back(row != nullptr ? *row : std::vector<std::string>());
         }
-        post(m_target, kIteratorInterface, "ReadRowChunk", false, [copies = std::move(copies)](sd_bus_message* signal) {
-            check(sd_bus_message_open_container(signal, 'a', "as"), "open rows");
-            for (const auto& row : copies) {
-                appendRow(signal, row);
-            }
-            check(sd_bus_message_close_container(signal), "close rows");
-        });
+        post(m_target, kIteratorInterface, "ReadRowChunk", false,
+             [copies = std::move(copies)](sd_bus_message* signal) { appendRows(signal, copies); });
     }
 
 private:
