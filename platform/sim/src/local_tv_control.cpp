@@ -98,15 +98,7 @@ void LocalTvControl::setValue(const std::string& path, const ModelValue& value) 
 }
 
 void LocalTvControl::setValues(const std::string& path, const std::vector<ModelValue>& values) {
-    const ValueType type = valueTypeAt(path);
-    for (const ModelValue& value : values) {
-        if (valueTypeOf(value) != type) {
-            throw ControlError::wrongType(path, typeAt(path), describeObjectType(objectTypeOf(valueTypeOf(value))));
-        }
-    }
-    for (const ModelValue& value : values) {
-        m_simulator.setValue(path, value);
-    }
+    m_simulator.setValues(path, values);
 }
 
 std::vector<std::string> LocalTvControl::columns(const std::string& table) {

@@ -117,6 +117,18 @@ void Model::changeValue(const std::string& path, ModelValue value) {
     notifyValue(entry);
 }
 
+void Model::changeValues(const std::string& path, const std::vector<ModelValue>& values) {
+    Lock lock(m_mutex);
+    for (const ModelValue& value : values) {
+        valueEntryOf(path, valueTypeOf(value));
+    }
+    Entry& entry = entryAt(path);
+    for (const ModelValue& value : values) {
+        entry.value = value;
+        notifyValue(entry);
+    }
+}
+
 int Model::connect(const std::string& path, lomodelapi::Observer* observer, ModelObject*& object) {
     object = nullptr;
     int status = 0;

@@ -85,6 +85,8 @@ public:
     ModelValue value(const std::string& path, std::optional<ValueType> type = std::nullopt) const;
     // A platform-originated change to a value of the same type.
     void changeValue(const std::string& path, ModelValue value);
+    // Several, each notified as a change of its own; every value is checked before the first is set.
+    void changeValues(const std::string& path, const std::vector<ModelValue>& values);
 
     // ---- RootInterface ----
     int connect(const std::string& path, lomodelapi::Observer* observer, ModelObject*& object);

@@ -63,6 +63,9 @@ void ModelControl::setStringVector(const std::string& path, const std::vector<st
 void ModelControl::setValue(const std::string& path, const ModelValue& value) {
     core().model.changeValue(path, value);
 }
+void ModelControl::setValues(const std::string& path, const std::vector<ModelValue>& values) {
+    core().model.changeValues(path, values);
+}
 void ModelControl::setRows(const std::string& path, const std::vector<Row>& rows) {
     core().model.setRows(path, rows);
 }

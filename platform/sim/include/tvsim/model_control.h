@@ -85,6 +85,8 @@ public:
     void setIntegerVector(const std::string& path, const std::vector<int>& value);
     void setStringVector(const std::string& path, const std::vector<std::string>& value);
     void setValue(const std::string& path, const ModelValue& value);  // the path holds a value of the same type
+    // Each in turn, each notified as a change of its own; all are checked before the first is set.
+    void setValues(const std::string& path, const std::vector<ModelValue>& values);
     // Tables: notifies notifyUpdate(new row count) to table observers and to the observers of its iterators.
     // Every row has one cell per column.
     void setRows(const std::string& path, const std::vector<Row>& rows);
