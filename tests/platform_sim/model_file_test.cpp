@@ -25,9 +25,17 @@ std::string readText(const std::string& path) {
 
 struct BadModelCase {
     const char* name;
-    const char* text;
-    const char* message;  // the whole one-line message
+    std::string text;
+    std::string message;  // the whole one-line message
 };
+
+std::string repeated(const std::string& text, int count) {
+    std::string result;
+    for (int i = 0; i < count; ++i) {
+        result += text;
+    }
+    return result;
+}
 
 // A valid start, so that a refusal late in the document shows nothing is half-loaded.
 #define GOOD_VALUE R"({"path": "a.int", "type": "integer", "value": 1})"
@@ -122,6 +130,15 @@ const BadModelCase kBadModels[] = {
      "(-2147483648 to 2147483647)"},
     {"IntegerInExponentForm", R"({"values": [{"path": "a", "type": "integer", "value": 1e3}]})",
      "bad.json: /values/0/value: expected an integer, got 1000.0"},
+    {"CellBeyondSixtyFourBits", R"({"tables": [{"path": "t", "columns": ["x"], "rows": [[18446744073709551616]]}]})",
+     "bad.json: /tables/0/rows/0/0: 18446744073709551616 is out of range for a 64-bit integer "
+     "(-9223372036854775808 to 9223372036854775807)"},
+    // Each byte of a path may take three characters of a D-Bus object path, which the bus carries up to 64 KiB.
+    {"PathLongerThanTheBusCarries",
+     R"({"values": [{"path": ")" + std::string(1025, 'a') + R"(", "type": "integer", "value": 1}]})",
+     "bad.json: /values/0/path: a model path is at most 1024 bytes, not 1025"},
+    {"NestingDeeperThan32", R"({"values": )" + std::string(32, '[') + std::string(32, ']') + "}",
+     "bad.json: /values" + repeated("/0", 31) + ": arrays and objects nest at most 32 deep"},
 };
 
 class BadModelTest : public ::testing::TestWithParam<BadModelCase> {};
@@ -132,7 +149,7 @@ TEST_P(BadModelTest, IsRefusedWithOneLineNamingThePlaceAndNothingIsLoaded) {
         tvsim::loadModelText(GetParam().text, "bad.json", sim);
         FAIL() << "accepted";
     } catch (const ModelFileError& error) {
-        EXPECT_STREQ(GetParam().message, error.what());
+        EXPECT_EQ(GetParam().message, error.what());
     }
     EXPECT_TRUE(sim.list().empty());
 }
@@ -169,18 +186,18 @@ TEST(ModelFileTest, DocumentedExampleIsTheToolsModelFileAndLoadsItsValues) {
 
 // ---- Hostile input ----
 
-// What is not a regular file of at most 64 MiB is refused before it is read; a device would never end.
+// What is not a regular file of at most 4 MiB is refused before it is read; a device would never end.
 TEST(ModelFileTest, HostileFilesAreRefusedWithTheirReason) {
     const std::string folder = ::testing::TempDir() + "hostile_models_" + std::to_string(::getpid());
     ASSERT_EQ(0, ::mkdir(folder.c_str(), 0700));
     ASSERT_EQ(0, ::mkfifo((folder + "/fifo").c_str(), 0600));
     std::ofstream(folder + "/huge").put('{');
-    ASSERT_EQ(0, ::truncate((folder + "/huge").c_str(), 64 * 1024 * 1024 + 1));  // sparse: takes no disk
+    ASSERT_EQ(0, ::truncate((folder + "/huge").c_str(), 4 * 1024 * 1024 + 1));  // sparse: takes no disk
     const std::pair<std::string, std::string> files[] = {
         {folder, "it is a directory, not a regular file"},
         {"/dev/zero", "it is a character device, not a regular file"},
         {folder + "/fifo", "it is a FIFO, not a regular file"},
-        {folder + "/huge", "it is larger than 64 MiB, the most a model file may hold"},
+        {folder + "/huge", "it is larger than 4 MiB, the most a model file may hold"},
     };
     for (const auto& [path, reason] : files) {
         try {

@@ -17,6 +17,8 @@ std::string describe(const Json& value) {
             return "an array";
         case Json::value_t::string:
             return "the string " + jsonQuoted(value.get<std::string>());
+        case Json::value_t::binary:
+            return longIntegerText(value);
         default:
             return value.dump();
     }
@@ -32,12 +34,17 @@ std::string escapePointerToken(const std::string& token) {
 
 namespace {
 
+// Arrays and objects nest at most this deep: a model file needs five levels, and
+// a document of nothing but brackets would otherwise cost a node per byte.
+constexpr std::size_t kMaxNesting = 32;
+
 // Builds the document from nlohmann's parse events. On the way it refuses a
 // second occurrence of a key in one object (nlohmann's own builder keeps the
-// last one silently) and keeps the text of every integer too long for 64 bits
-// (nlohmann makes a double of it), so that it is reported as out of range
-// rather than as a fraction. Tracks the JSON pointer of the node being parsed
-// so that both name the place.
+// last one silently) and nesting beyond kMaxNesting, and keeps every integer
+// too long for 64 bits as its text (nlohmann makes a double of it), so that
+// it is reported as out of range rather than as a fraction. Each event costs
+// the same however deep it is: the JSON pointer of a place is worked out only
+// for the fault that is reported.
 class DocumentBuilder : public nlohmann::json_sax<Json> {
 public:
     explicit DocumentBuilder(JsonDocument& document) : m_document(document) {}
@@ -48,12 +55,13 @@ public:
     bool number_unsigned(number_unsigned_t value) override { return add(value); }
     bool number_float(number_float_t value, const string_t& text) override {
         if (text.find_first_of(".eE") == std::string::npos) {
-            m_document.longIntegers[pointer()] = text;
+            return add(Json::binary(Json::binary_t::container_type(text.begin(), text.end())));
         }
         return add(value);
     }
     bool string(string_t& value) override { return add(std::move(value)); }
-    bool binary(binary_t& value) override { return add(Json::binary(value)); }
+    // JSON text has none; a binary node of the document is a long integer.
+    bool binary(binary_t& /*value*/) override { return false; }
     bool start_object(std::size_t /*elements*/) override { return open(Json::object()); }
     bool key(string_t& name) override {
         Frame& frame = m_frames.back();
@@ -109,6 +117,9 @@ private:
     }
 
     bool open(Json container) {
+        if (m_frames.size() == kMaxNesting) {
+            throw Fault{pointer(), "arrays and objects nest at most " + std::to_string(kMaxNesting) + " deep"};
+        }
         m_frames.push_back(Frame{place(std::move(container)), {}});
         return true;
     }
@@ -122,7 +133,48 @@ private:
     std::vector<Frame> m_frames;
 };
 
+// Appends the pointer of target within node to pointer; false when target is not in it.
+bool findPointer(const Json& node, const Json& target, std::string& pointer) {
+    if (&node == &target) {
+        return true;
+    }
+    const std::size_t length = pointer.size();
+    if (node.is_object()) {
+        for (auto item = node.begin(); item != node.end(); ++item) {
+            pointer += "/" + escapePointerToken(item.key());
+            if (findPointer(item.value(), target, pointer)) {
+                return true;
+            }
+            pointer.resize(length);
+        }
+    } else if (node.is_array()) {
+        for (std::size_t index = 0; index < node.size(); ++index) {
+            pointer += "/" + std::to_string(index);
+            if (findPointer(node[index], target, pointer)) {
+                return true;
+            }
+            pointer.resize(length);
+        }
+    }
+    return false;
+}
+
 }  // namespace
+
+bool isLongInteger(const Json& value) {
+    return value.is_binary();
+}
+
+std::string longIntegerText(const Json& value) {
+    const Json::binary_t& bytes = value.get_binary();
+    return std::string(bytes.begin(), bytes.end());
+}
+
+std::string JsonDocument::pointerOf(const Json& node) const {
+    std::string pointer;
+    findPointer(root, node, pointer);
+    return pointer;
+}
 
 JsonDocument parseJsonText(const std::string& text) {
     JsonDocument document;

@@ -1,6 +1,7 @@
 // A JSON document as model files are checked: parsed with nlohmann, then read
 // through Node, which checks each node's kind and range and names the node by
-// its JSON pointer when something is wrong.
+// its JSON pointer when something is wrong. Reading costs the same however
+// deep a node is: the pointer is worked out for the fault reported only.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -8,7 +9,6 @@
 #include <cstdint>
 #include <initializer_list>
 #include <limits>
-#include <map>
 #include <string>
 #include <utility>
 #include <vector>
@@ -36,35 +36,41 @@ std::string jsonQuoted(const std::string& text);
 std::string describe(const Json& value);  // "an object", "the string \"x\"", "12"...
 std::string escapePointerToken(const std::string& token);
 
-// A parsed document, and the text of each integer in it that is too long for
-// 64 bits, by JSON pointer.
+// An integer too long for 64 bits is kept in the document as its text, in a
+// binary node (JSON text has no binary values of its own).
+bool isLongInteger(const Json& value);
+std::string longIntegerText(const Json& value);
+
+// A parsed document.
 // NOLINTNEXTLINE(bugprone-exception-escape): its moves are nlohmann::json's, noexcept; the check cannot see it.
 struct JsonDocument {
     Json root;
-    std::map<std::string, std::string> longIntegers;
+
+    // The JSON pointer of a node of root: a walk of the document, for a fault being reported.
+    std::string pointerOf(const Json& node) const;
 };
 
-// Throws SyntaxFault for text that is not JSON, Fault for a key given twice.
+// Throws SyntaxFault for text that is not JSON, Fault for a key given twice or
+// arrays and objects nested more than 32 deep.
 JsonDocument parseJsonText(const std::string& text);
 
-// A node of the document together with its JSON pointer. The accessors check
-// the node's kind and range and throw a Fault naming the node otherwise.
+// A node of the document. The accessors check the node's kind and range and
+// throw a Fault naming the node otherwise.
 class Node {
 public:
-    Node(const Json& value, std::string pointer, const JsonDocument& document)
-        : m_value(value), m_pointer(std::move(pointer)), m_document(document) {}
-    explicit Node(const JsonDocument& document) : Node(document.root, "", document) {}
+    Node(const Json& value, const JsonDocument& document) : m_value(&value), m_document(&document) {}
+    explicit Node(const JsonDocument& document) : Node(document.root, document) {}
 
-    const std::string& pointer() const { return m_pointer; }
+    std::string pointer() const { return m_document->pointerOf(*m_value); }
 
-    [[noreturn]] void fail(const std::string& what) const { throw Fault{m_pointer, what}; }
+    [[noreturn]] void fail(const std::string& what) const { throw Fault{pointer(), what}; }
 
     // An object whose keys are all among `allowed`.
     void expectObject(std::initializer_list<const char*> allowed) const {
-        if (!m_value.is_object()) {
-            fail("expected an object, got " + describe(m_value));
+        if (!m_value->is_object()) {
+            fail("expected an object, got " + describe(*m_value));
         }
-        for (const auto& item : m_value.items()) {
+        for (const auto& item : m_value->items()) {
             const bool known =
                 std::any_of(allowed.begin(), allowed.end(), [&](const char* key) { return item.key() == key; });
             if (!known) {
@@ -77,7 +83,7 @@ public:
         }
     }
 
-    bool has(const char* key) const { return m_value.contains(key); }
+    bool has(const char* key) const { return m_value->contains(key); }
 
     Node member(const char* key) const {
         if (!has(key)) {
@@ -87,36 +93,37 @@ public:
     }
 
     std::vector<Node> elements() const {
-        if (!m_value.is_array()) {
-            fail("expected an array, got " + describe(m_value));
+        if (!m_value->is_array()) {
+            fail("expected an array, got " + describe(*m_value));
         }
         std::vector<Node> nodes;
-        for (std::size_t index = 0; index < m_value.size(); ++index) {
-            nodes.emplace_back(m_value[index], m_pointer + "/" + std::to_string(index), m_document);
+        nodes.reserve(m_value->size());
+        for (const Json& element : *m_value) {
+            nodes.emplace_back(element, *m_document);
         }
         return nodes;
     }
 
     // The members of a list given as an object (any keys).
     std::vector<std::pair<std::string, Node>> members() const {
-        if (!m_value.is_object()) {
-            fail("expected an array or an object, got " + describe(m_value));
+        if (!m_value->is_object()) {
+            fail("expected an array or an object, got " + describe(*m_value));
         }
         std::vector<std::pair<std::string, Node>> nodes;
-        for (const auto& item : m_value.items()) {
-            nodes.emplace_back(item.key(), child(item.key()));
+        for (auto item = m_value->begin(); item != m_value->end(); ++item) {
+            nodes.emplace_back(item.key(), Node(item.value(), *m_document));
         }
         return nodes;
     }
 
-    bool isText() const { return m_value.is_string(); }
-    bool isArray() const { return m_value.is_array(); }
+    bool isText() const { return m_value->is_string(); }
+    bool isArray() const { return m_value->is_array(); }
 
     std::string text() const {
-        if (!m_value.is_string()) {
-            fail("expected a string, got " + describe(m_value));
+        if (!m_value->is_string()) {
+            fail("expected a string, got " + describe(*m_value));
         }
-        return m_value.get<std::string>();
+        return m_value->get<std::string>();
     }
 
     std::string nonEmptyText() const {
@@ -129,29 +136,32 @@ public:
 
     // A string, or an integer written in decimal (cells, results).
     std::string cellText() const {
-        if (m_value.is_string()) {
-            return m_value.get<std::string>();
+        if (m_value->is_string()) {
+            return m_value->get<std::string>();
         }
-        if (m_value.is_number_integer()) {
-            return m_value.dump();
+        if (m_value->is_number_integer()) {
+            return m_value->dump();
         }
-        fail("expected a string or an integer, got " + describe(m_value));
+        if (isLongInteger(*m_value)) {
+            failRange("a 64-bit integer", std::numeric_limits<long long>::min(), std::numeric_limits<long long>::max());
+        }
+        fail("expected a string or an integer, got " + describe(*m_value));
     }
 
     long long integer(long long low, long long high, const char* noun) const {
         long long result = 0;
-        if (m_value.is_number_unsigned()) {
-            const std::uint64_t value = m_value.get<std::uint64_t>();
+        if (m_value->is_number_unsigned()) {
+            const std::uint64_t value = m_value->get<std::uint64_t>();
             if (value > static_cast<std::uint64_t>(std::numeric_limits<long long>::max())) {
                 failRange(noun, low, high);
             }
             result = static_cast<long long>(value);
-        } else if (m_value.is_number_integer()) {
-            result = m_value.get<std::int64_t>();
-        } else if (m_document.longIntegers.count(m_pointer) != 0) {
+        } else if (m_value->is_number_integer()) {
+            result = m_value->get<std::int64_t>();
+        } else if (isLongInteger(*m_value)) {
             failRange(noun, low, high);
         } else {
-            fail("expected an integer, got " + describe(m_value));
+            fail("expected an integer, got " + describe(*m_value));
         }
         if (result < low || result > high) {
             failRange(noun, low, high);
@@ -160,26 +170,23 @@ public:
     }
 
     bool flag() const {
-        if (!m_value.is_boolean()) {
-            fail("expected true or false, got " + describe(m_value));
+        if (!m_value->is_boolean()) {
+            fail("expected true or false, got " + describe(*m_value));
         }
-        return m_value.get<bool>();
+        return m_value->get<bool>();
     }
 
 private:
-    Node child(const std::string& key) const {
-        return Node(m_value.at(key), m_pointer + "/" + escapePointerToken(key), m_document);
-    }
+    Node child(const std::string& key) const { return Node(m_value->at(key), *m_document); }
 
     [[noreturn]] void failRange(const char* noun, long long low, long long high) const {
-        const auto longInteger = m_document.longIntegers.find(m_pointer);
-        fail((longInteger == m_document.longIntegers.end() ? m_value.dump() : longInteger->second) +
-             " is out of range for " + noun + " (" + std::to_string(low) + " to " + std::to_string(high) + ")");
+        fail((isLongInteger(*m_value) ? longIntegerText(*m_value) : m_value->dump()) + " is out of range for " + noun +
+             " (" + std::to_string(low) + " to " + std::to_string(high) + ")");
     }
 
-    const Json& m_value;
-    std::string m_pointer;
-    const JsonDocument& m_document;
+    // Pointers, so that nodes can be kept in containers and assigned.
+    const Json* m_value;
+    const JsonDocument* m_document;
 };
 
 }  // namespace tvsim::modelfile

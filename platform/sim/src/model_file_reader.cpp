@@ -14,8 +14,13 @@
 namespace tvsim::modelfile {
 namespace {
 
-// Far more than any TV's model; keeps a wrong file (a disk image, a log) from filling the memory.
-constexpr long long kMaxFileBytes = 64LL * 1024 * 1024;
+// Far more than any TV's model, which with thousands of values and a channel
+// list of thousands of rows takes a few hundred KiB. Checking a document costs
+// memory and time in proportion to its size (some fifty bytes of memory for
+// each byte of a file of empty strings, the worst case), so this bound keeps a
+// load to a fraction of a second and a few hundred MB: the TV service loads
+// on its bus thread, which serves nothing else meanwhile.
+constexpr long long kMaxFileBytes = 4LL * 1024 * 1024;
 
 const char* fileKind(mode_t mode) {
     switch (mode & S_IFMT) {
@@ -58,7 +63,7 @@ std::string readModelFile(const std::string& path) {
     if (!S_ISREG(status.st_mode)) {
         throw refuse(std::string("it is ") + fileKind(status.st_mode) + ", not a regular file");
     }
-    const std::string tooLarge = "it is larger than 64 MiB, the most a model file may hold";
+    const std::string tooLarge = "it is larger than 4 MiB, the most a model file may hold";
     if (status.st_size > kMaxFileBytes) {
         throw refuse(tooLarge);
     }

@@ -9,6 +9,7 @@
 #include <cctype>
 #include <cstdint>
 #include <limits>
+#include <set>
 
 namespace tvsim {
 namespace modelfile {
@@ -104,12 +105,16 @@ private:
     std::string claimPath(const Node& entry) {
         const Node pathNode = entry.member("path");
         std::string path = pathNode.text();
+        if (path.size() > kMaxModelPathBytes) {
+            pathNode.fail("a model path is at most " + std::to_string(kMaxModelPathBytes) + " bytes, not " +
+                          std::to_string(path.size()));
+        }
         if (!isValidPath(path)) {
             pathNode.fail("a model path is a non-empty text without spaces, not " + jsonQuoted(path));
         }
-        const auto claimed = m_pathPointers.emplace(path, pathNode.pointer());
+        const auto claimed = m_claimedPaths.emplace(path, pathNode);
         if (!claimed.second) {
-            pathNode.fail("duplicate path " + jsonQuoted(path) + " (first at " + claimed.first->second + ")");
+            pathNode.fail("duplicate path " + jsonQuoted(path) + " (first at " + claimed.first->second.pointer() + ")");
         }
         return path;
     }
@@ -119,6 +124,9 @@ private:
         ValueEntry value;
         value.path = claimPath(entry);
         value.value = valueFromJson(parseValueType(entry.member("type")), entry.member("value"));
+        if (valueTypeOf(value.value) == ValueType::STRING) {
+            m_stringValues.insert(value.path);
+        }
         return value;
     }
 
@@ -139,9 +147,10 @@ private:
         TableEntry table;
         table.path = claimPath(entry);
         const Node columns = entry.member("columns");
+        std::set<std::string> names;
         for (const Node& column : columns.elements()) {
             table.columns.push_back(column.nonEmptyText());
-            if (std::count(table.columns.begin(), table.columns.end(), table.columns.back()) > 1) {
+            if (!names.insert(table.columns.back()).second) {
                 column.fail("duplicate column " + jsonQuoted(table.columns.back()));
             }
         }
@@ -160,6 +169,7 @@ private:
             }
             table.rows.push_back(std::move(row));
         }
+        m_tables.emplace(table.path, m_description.tables.size());
         return table;
     }
 
@@ -248,19 +258,20 @@ private:
         return results;
     }
 
-    SourceSwitchEntry parseResponder(const Node& entry) const {
+    SourceSwitchEntry parseResponder(const Node& entry) {
         const Node kind = entry.member("responder");
         if (kind.text() != "source-switch") {
             kind.fail("unknown responder " + jsonQuoted(kind.text()) +
                       " (the built-in responder is \"source-switch\")");
         }
         SourceSwitchEntry sourceSwitch;
-        sourceSwitch.channels =
-            entry.has("channels") ? parseChannels(entry.member("channels")) : SourceSwitchResponder::defaultChannels();
+        sourceSwitch.channels = entry.has("channels")
+                                    ? parseChannels(entry.member("channels"))
+                                    : std::make_shared<const ChannelList>(SourceSwitchResponder::defaultChannels());
         if (entry.has("channel-name")) {
             const Node nameNode = entry.member("channel-name");
             sourceSwitch.channelNamePath = nameNode.text();
-            if (!hasStringValue(sourceSwitch.channelNamePath)) {
+            if (m_stringValues.count(sourceSwitch.channelNamePath) == 0) {
                 nameNode.fail("the model has no string value " + jsonQuoted(sourceSwitch.channelNamePath));
             }
         }
@@ -268,51 +279,54 @@ private:
     }
 
     // A table path of this model, or a list of channel objects.
-    std::vector<Channel> parseChannels(const Node& node) const {
+    std::shared_ptr<const ChannelList> parseChannels(const Node& node) {
         if (node.isText()) {
             return channelsFromTable(node);
         }
-        std::vector<Channel> channels;
+        ChannelList channels;
         for (const Node& item : node.elements()) {
             item.expectObject({"uuid", "uri", "name", "folder-uuid"});
             channels.push_back({item.member("uuid").text(), item.member("uri").text(), item.member("name").text(),
                                 item.member("folder-uuid").text()});
         }
-        return channels;
+        return std::make_shared<const ChannelList>(std::move(channels));
     }
 
-    std::vector<Channel> channelsFromTable(const Node& node) const {
+    // One list for every action on the table, so that the model takes no more memory than its file.
+    std::shared_ptr<const ChannelList> channelsFromTable(const Node& node) {
         const std::string path = node.text();
-        const TableEntry* table = m_description.table(path);
-        if (table == nullptr) {
+        const auto index = m_tables.find(path);
+        if (index == m_tables.end()) {
             node.fail("the model has no table " + jsonQuoted(path));
         }
+        if (auto shared = m_tableChannels.find(path); shared != m_tableChannels.end()) {
+            return shared->second;
+        }
+        const TableEntry& table = m_description.tables[index->second];
         auto column = [&](const char* name) {
-            auto found = std::find(table->columns.begin(), table->columns.end(), name);
-            if (found == table->columns.end()) {
+            auto found = std::find(table.columns.begin(), table.columns.end(), name);
+            if (found == table.columns.end()) {
                 node.fail("the table " + jsonQuoted(path) + " has no column " + jsonQuoted(name));
             }
-            return static_cast<std::size_t>(found - table->columns.begin());
+            return static_cast<std::size_t>(found - table.columns.begin());
         };
         const std::size_t uuid = column("uuid");
         const std::size_t uri = column("uri");
         const std::size_t name = column("name");
         const std::size_t folder = column("folder-uuid");
-        std::vector<Channel> channels;
-        for (const Row& row : table->rows) {
+        ChannelList channels;
+        for (const Row& row : table.rows) {
             channels.push_back({row[uuid], row[uri], row[name], row[folder]});
         }
-        return channels;
-    }
-
-    bool hasStringValue(const std::string& path) const {
-        return std::any_of(m_description.values.begin(), m_description.values.end(), [&](const ValueEntry& value) {
-            return value.path == path && valueTypeOf(value.value) == ValueType::STRING;
-        });
+        return m_tableChannels[path] = std::make_shared<const ChannelList>(std::move(channels));
     }
 
     ModelDescription m_description;
-    std::map<std::string, std::string> m_pathPointers;  // path -> pointer of the entry that claimed it
+    // Lookups into what was parsed so far, each a map so that checking stays linear in the document.
+    std::map<std::string, Node> m_claimedPaths;  // path -> the "path" of the entry that claimed it
+    std::set<std::string> m_stringValues;
+    std::map<std::string, std::size_t> m_tables;  // path -> index in m_description.tables
+    std::map<std::string, std::shared_ptr<const ChannelList>> m_tableChannels;
 };
 
 }  // namespace

@@ -64,8 +64,9 @@ bool ArgumentsByPosition::hasShape(std::initializer_list<std::pair<int, std::siz
 
 // ---- The simulated TV ----
 
-SourceSwitchResponder::State::State(std::vector<Channel> channels)
-    : m_channels(std::move(channels)),
+SourceSwitchResponder::State::State(std::shared_ptr<const ChannelList> channels)
+    : m_channelList(std::move(channels)),
+      m_channels(*m_channelList),
       m_holders{ResourceHolder::SYSTEM, ResourceHolder::SYSTEM, ResourceHolder::SYSTEM},
       m_currentChannel(m_channels.empty() ? -1 : 0) {}
 
@@ -202,7 +203,10 @@ std::vector<Channel> SourceSwitchResponder::defaultChannels() {
     };
 }
 
-SourceSwitchResponder::SourceSwitchResponder(std::vector<Channel> channels)
+SourceSwitchResponder::SourceSwitchResponder(ChannelList channels)
+    : SourceSwitchResponder(std::make_shared<const ChannelList>(std::move(channels))) {}
+
+SourceSwitchResponder::SourceSwitchResponder(std::shared_ptr<const ChannelList> channels)
     : m_state(std::make_shared<State>(std::move(channels))) {}
 
 Reply SourceSwitchResponder::operator()(unsigned int actionId,

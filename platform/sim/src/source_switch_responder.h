@@ -33,7 +33,7 @@ private:
 
 class SourceSwitchResponder::State {
 public:
-    explicit State(std::vector<Channel> channels);
+    explicit State(std::shared_ptr<const ChannelList> channels);
 
     // Runs on the invoking client's thread.
     Reply answer(unsigned int actionId, const std::vector<lomodelapi::Argument>& arguments);
@@ -53,7 +53,8 @@ private:
     int applyDirectChannel(const ArgumentsByPosition& arguments) SYSACCESS_REQUIRES(m_mutex);
 
     mutable Mutex m_mutex;
-    const std::vector<Channel> m_channels;
+    const std::shared_ptr<const ChannelList> m_channelList;  // shared with other responders of one model
+    const ChannelList& m_channels;
     std::array<ResourceHolder, 3> m_holders SYSACCESS_GUARDED_BY(m_mutex);  // video, audio, PSI
     int m_playbackStatus SYSACCESS_GUARDED_BY(m_mutex) = 0;
     int m_currentChannel SYSACCESS_GUARDED_BY(m_mutex);

@@ -1,9 +1,19 @@
 #include "object_paths.h"
 
+#include <tvsim/model_file.h>
+
 #include <cstring>
+#include <string>
 
 namespace tvsimd {
 namespace {
+
+// sd-bus carries object paths of at most 64 KiB. The part after the prefix
+// takes at most three characters per byte of the model path, plus two (an
+// escaped byte three, a dot with the '_' of an empty element two); the model
+// parser keeps every path short enough that its object path fits.
+static_assert(std::char_traits<char>::length(tvsim::bus::kModelPrefix) + 3 * tvsim::kMaxModelPathBytes + 2 <=
+              std::size_t{64} * 1024);
 
 bool isPlain(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');

@@ -45,10 +45,18 @@ int connect(sd_bus_message* call, void* userdata, sd_bus_error* error) {
         logLine(kLogTrace, client + " connect " + path + ": " + std::to_string(status));
         const std::uint64_t id = made != nullptr ? made->id : 0;
         const std::string object = made != nullptr ? objectPath : "/";
-        return reply(call, [&](sd_bus_message* answer) {
-            check(sd_bus_message_append(answer, "itoi", status, id, object.c_str(), static_cast<int>(realType)),
-                  "append connection");
-        });
+        try {
+            return reply(call, [&](sd_bus_message* answer) {
+                check(sd_bus_message_append(answer, "itoi", status, id, object.c_str(), static_cast<int>(realType)),
+                      "append connection");
+            });
+        } catch (const std::exception&) {
+            // The client gets an error instead of the connection, so it must not be kept for it.
+            if (made != nullptr) {
+                parts.clients.disconnect(client, path, id);
+            }
+            throw;
+        }
     });
 }
 

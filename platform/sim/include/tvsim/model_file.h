@@ -23,6 +23,7 @@
 #include <lomodelapi/object_type_spec.h>
 
 #include <map>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <variant>
@@ -35,6 +36,11 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+// The longest model path a model file may give. The TV service serves each path
+// as a D-Bus object path, in which a byte may take three characters; at this
+// length every path stays far within the 64 KiB the bus carries.
+constexpr std::size_t kMaxModelPathBytes = 1024;
+
 // ---- The checked form of a model file ----
 
 struct ValueEntry {
@@ -44,8 +50,8 @@ struct ValueEntry {
 
 // An action answered by SourceSwitchResponder.
 struct SourceSwitchEntry {
-    std::vector<Channel> channels;
-    std::string channelNamePath;  // a string value set to the current channel's name; empty for none
+    std::shared_ptr<const ChannelList> channels;  // shared by the entries that name the same table
+    std::string channelNamePath;                  // a string value set to the current channel's name; empty for none
 };
 
 struct ActionEntry {
@@ -84,7 +90,7 @@ struct LoadedModel {
 
 ModelDescription parseModelText(const std::string& text, const std::string& sourceName);
 // An unreadable file is a ModelFileError too, and so is anything but a regular
-// file of at most 64 MiB.
+// file of at most 4 MiB.
 ModelDescription parseModelFile(const std::string& path);
 LoadedModel applyModel(ModelDescription description, Simulator& simulator);
 

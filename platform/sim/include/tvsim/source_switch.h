@@ -35,6 +35,8 @@ struct Channel {
     std::string folderUuid;
 };
 
+using ChannelList = std::vector<Channel>;
+
 enum class ResourceHolder { SYSTEM, WEB_ENGINE };
 
 struct SourceSwitchRequest {
@@ -58,7 +60,9 @@ public:
     // A few channels in two folders; the first is current at the start.
     static std::vector<Channel> defaultChannels();
 
-    explicit SourceSwitchResponder(std::vector<Channel> channels = defaultChannels());
+    explicit SourceSwitchResponder(ChannelList channels = defaultChannels());
+    // Channels that other responders may share (a model's actions on one table); each keeps its own state.
+    explicit SourceSwitchResponder(std::shared_ptr<const ChannelList> channels);
 
     Reply operator()(unsigned int actionId, const std::vector<lomodelapi::Argument>& arguments) const;
     Responder responder() const;  // shares this object's state
