@@ -1,6 +1,7 @@
 // faults: make the simulated TV answer the way a real platform does when
 // something goes wrong, for whichever client asks next.
 #include "commands.h"
+#include "number_options.h"
 
 namespace sactl {
 namespace {
@@ -83,10 +84,13 @@ void addFaultCommand(Commands& commands, CLI::App& faults, const FaultCommand& f
     });
     command->add_option("PATH", options->path, "the model path")->required();
     if (fault.status) {
-        command->add_option("STATUS", options->status, "the platform status to answer")->required();
+        command->add_option("STATUS", options->status, "the platform status to answer")
+            ->required()
+            ->check(decimalInteger());
     }
     if (fault.count) {
-        command->add_option("--count", options->count, "how many operations fail (default 1; 0 takes it back)");
+        command->add_option("--count", options->count, "how many operations fail (default 1; 0 takes it back)")
+            ->check(decimalInteger());
     }
 }
 

@@ -2,6 +2,7 @@
 // process or served by tvsimd, and carries out one subcommand through the
 // library's public API and the TV's controls.
 #include "commands.h"
+#include "number_options.h"
 #include "session.h"
 
 #include <iostream>
@@ -20,7 +21,7 @@ void addGlobalOptions(CLI::App& app, sactl::GlobalOptions& options) {
                  "bus, --bus=ADDRESS for another (default: TVSIM_BUS, the same choice; unset or empty: in process)");
     app.add_flag("--json", options.json, "print one JSON object per result line");
     app.add_option("--timeout", options.timeoutMs, "how long invoke and source operations wait for an outcome, in ms")
-        ->check(CLI::Range(1, std::numeric_limits<int>::max()));
+        ->check(sactl::decimalInteger(1, std::numeric_limits<int>::max()));
 }
 
 // CLI11 reports a word that names no subcommand as "A subcommand is

@@ -1,6 +1,7 @@
 // responders: how the TV answers an action's invokes, from now on.
 #include "actions.h"
 #include "commands.h"
+#include "number_options.h"
 
 namespace sactl {
 namespace {
@@ -74,13 +75,16 @@ void addResponderCommands(Commands& commands) {
     set->add_option("PATH", options->path, "the action's model path")->required();
     CLI::Option* results =
         set->add_option("--results", options->results, "the results as POSITION=VALUE, e.g. 0=ok 1=7");
-    CLI::Option* failure = set->add_option("--failure", options->failure, "answer this failure code (0 included)");
+    CLI::Option* failure = set->add_option("--failure", options->failure, "answer this failure code (0 included)")
+                               ->check(decimalInteger());
     CLI::Option* none = set->add_flag("--no-reply", options->noReply, "never answer");
     options->failureGiven = failure;
     results->excludes(failure)->excludes(none);
     failure->excludes(none);
-    set->add_option("--delay", options->delayMs, "answer this many ms after the invoke (at most 60000)");
-    set->add_option("--copies", options->copies, "deliver the answer this many times (1 to 1000)");
+    set->add_option("--delay", options->delayMs, "answer this many ms after the invoke (at most 60000)")
+        ->check(decimalInteger());
+    set->add_option("--copies", options->copies, "deliver the answer this many times (1 to 1000)")
+        ->check(decimalInteger());
     set->add_flag("--before-invoke-returns", options->beforeInvokeReturns,
                   "deliver the answer before the invoke returns to the client");
 

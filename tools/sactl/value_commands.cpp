@@ -1,9 +1,11 @@
 // get, set and watch: values through the library's typed accessors.
 #include "commands.h"
+#include "number_options.h"
 #include "source_operations.h"
 #include "values.h"
 
 #include <chrono>
+#include <limits>
 #include <sstream>
 
 namespace sactl {
@@ -13,10 +15,10 @@ namespace {
 // what the clock's nanoseconds can hold.
 constexpr double kMaxWatchSeconds = 365.0 * 24 * 60 * 60;
 
-// NaN and infinities fail the comparisons, so they are refused too.
+// Decimal digits only, so that 1e10, nan, inf and hexadecimal are refused.
 std::string checkWatchSeconds(std::string& text) {
     double seconds = 0;
-    if (CLI::detail::lexical_cast(text, seconds) && seconds >= 0 && seconds <= kMaxWatchSeconds) {
+    if (isDecimalFraction(text) && CLI::detail::lexical_cast(text, seconds) && seconds <= kMaxWatchSeconds) {
         return {};
     }
     return "expected seconds from 0 to 31536000 (a year), got '" + text + "'";
@@ -136,7 +138,7 @@ void addValueCommands(Commands& commands) {
         [watchOptions](Session& session) { watch(session, *watchOptions); });
     watchCommand->add_option("PATH", watchOptions->paths, "the model paths of the values to watch")->required();
     watchCommand->add_option("--count", watchOptions->count, "stop after this many changes; fewer is an error")
-        ->check(CLI::PositiveNumber);
+        ->check(decimalInteger(1, std::numeric_limits<int>::max()));
     watchCommand
         ->add_option("--for", watchOptions->forSeconds,
                      "keep watching this many seconds after the steps (at most 31536000, a year)")
