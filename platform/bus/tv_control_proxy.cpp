@@ -4,6 +4,8 @@
 #include "bus_names.h"
 #include "value_codec.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <stdexcept>
 #include <system_error>
@@ -11,21 +13,35 @@
 namespace tvsim::bus {
 namespace {
 
-void appendString(sd_bus_message* message, const std::string& text) {
-    check(sd_bus_message_append_basic(message, 's', text.c_str()), "append string");
+// sd-bus refuses text that is not UTF-8 with EINVAL.
+void appendPath(sd_bus_message* message, const std::string& path) {
+    const int appended = sd_bus_message_append_basic(message, 's', path.c_str());
+    if (appended == -EINVAL) {
+        throw tvsim::ControlError::unknownPath(path);
+    }
+    check(appended, "append path");
+}
+
+// The bus or the service is not there (a connection that transports connect
+// later, such as TCP, fails at the first call), or no longer.
+bool isServiceAbsent(int result, const sd_bus_error& error) {
+    const int absent[] = {-ENOTCONN, -ECONNRESET, -ECONNREFUSED, -EPIPE, -ESHUTDOWN};
+    return std::find(std::begin(absent), std::end(absent), result) != std::end(absent) ||
+           sd_bus_error_has_names(&error, SD_BUS_ERROR_SERVICE_UNKNOWN, SD_BUS_ERROR_NAME_HAS_NO_OWNER,
+                                  SD_BUS_ERROR_DISCONNECTED);
 }
 
 }  // namespace
 
-TvControlProxy::TvControlProxy(const std::string& address, std::chrono::milliseconds timeout) : m_timeout(timeout) {
-    const std::string resolved = busAddressOf(address);
-    if (resolved.empty()) {
+TvControlProxy::TvControlProxy(const std::string& address, std::chrono::milliseconds timeout)
+    : m_address(busAddressOf(address)), m_timeout(timeout) {
+    if (m_address.empty()) {
         throw std::runtime_error("the session bus is asked for, but DBUS_SESSION_BUS_ADDRESS is not set");
     }
     int error = 0;
-    m_bus = openBus(resolved, error);
+    m_bus = openBus(m_address, error);
     if (!m_bus) {
-        throw std::runtime_error("cannot reach the bus at '" + resolved +
+        throw std::runtime_error("cannot reach the bus at '" + m_address +
                                  "': " + std::generic_category().message(-error));
     }
 }
@@ -43,12 +59,19 @@ Message TvControlProxy::call(const char* interface, const char* member, const Ap
         const std::string text = error.message != nullptr ? error.message : std::generic_category().message(-result);
         const std::optional<tvsim::ControlErrorKind> kind =
             error.name != nullptr ? controlErrorKindOf(error.name) : std::nullopt;
+        const bool absent = isServiceAbsent(result, error);
         sd_bus_error_free(&error);
         if (kind) {
             throw tvsim::ControlError(*kind, text);
         }
+        if (absent) {
+            throw std::runtime_error((m_answered ? "the TV service at '" + m_address + "' went away ("
+                                                 : "no TV service answers at '" + m_address + "' (") +
+                                     text + ")");
+        }
         throw std::runtime_error(std::string(member) + " on the TV service: " + text);
     }
+    m_answered = true;
     return Message(reply);
 }
 
@@ -58,8 +81,31 @@ Message TvControlProxy::callWith(const char* interface, const char* member, cons
                 [&](sd_bus_message* message) { check(sd_bus_message_append(message, types, arguments...), "append"); });
 }
 
+template <typename... Arguments>
+Message TvControlProxy::callOnPath(const char* interface, const char* member, const std::string& path,
+                                   const char* types, Arguments... arguments) {
+    return call(interface, member, [&](sd_bus_message* message) {
+        appendPath(message, path);
+        check(sd_bus_message_append(message, types, arguments...), "append");
+    });
+}
+
 std::vector<tvsim::ModelEntry> TvControlProxy::list(const std::string& prefix) {
-    Message reply = callWith(kControlInterface, "List", "s", prefix.c_str());
+    try {
+        return listCarried(prefix);
+    } catch (const tvsim::ControlError&) {
+        // A prefix the bus cannot carry: asked for by its ASCII start, the answer narrowed to the whole prefix.
+        const auto ascii = std::find_if(prefix.begin(), prefix.end(), [](unsigned char c) { return c >= 0x80; });
+        std::vector<tvsim::ModelEntry> entries = listCarried(std::string(prefix.begin(), ascii));
+        entries.erase(std::remove_if(entries.begin(), entries.end(),
+                                     [&](const tvsim::ModelEntry& entry) { return entry.path.rfind(prefix, 0) != 0; }),
+                      entries.end());
+        return entries;
+    }
+}
+
+std::vector<tvsim::ModelEntry> TvControlProxy::listCarried(const std::string& prefix) {
+    Message reply = callOnPath(kControlInterface, "List", prefix, "");
     std::vector<tvsim::ModelEntry> entries;
     check(sd_bus_message_enter_container(reply.get(), 'a', "(ss)"), "read entries");
     const char* path = nullptr;
@@ -80,20 +126,20 @@ lomodelapi::ObjectTypeSpec TvControlProxy::typeAt(const std::string& path) {
 }
 
 tvsim::ModelValue TvControlProxy::value(const std::string& path) {
-    Message reply = callWith(kControlInterface, "Get", "s", path.c_str());
+    Message reply = callOnPath(kControlInterface, "Get", path, "");
     return readAnyValueVariant(reply.get(), path);
 }
 
 void TvControlProxy::setValue(const std::string& path, const tvsim::ModelValue& value) {
     call(kControlInterface, "Set", [&](sd_bus_message* message) {
-        appendString(message, path);
+        appendPath(message, path);
         appendValueVariant(message, value);
     });
 }
 
 void TvControlProxy::setValues(const std::string& path, const std::vector<tvsim::ModelValue>& values) {
     call(kControlInterface, "SetSeries", [&](sd_bus_message* message) {
-        appendString(message, path);
+        appendPath(message, path);
         check(sd_bus_message_open_container(message, 'a', "v"), "open values");
         for (const tvsim::ModelValue& value : values) {
             appendValueVariant(message, value);
@@ -103,19 +149,19 @@ void TvControlProxy::setValues(const std::string& path, const std::vector<tvsim:
 }
 
 std::vector<std::string> TvControlProxy::columns(const std::string& table) {
-    Message reply = callWith(kControlInterface, "Rows", "s", table.c_str());
+    Message reply = callOnPath(kControlInterface, "Rows", table, "");
     return readStrings(reply.get());
 }
 
 std::vector<tvsim::Row> TvControlProxy::rows(const std::string& table) {
-    Message reply = callWith(kControlInterface, "Rows", "s", table.c_str());
+    Message reply = callOnPath(kControlInterface, "Rows", table, "");
     readStrings(reply.get());  // the columns come first
     return readRows(reply.get());
 }
 
 void TvControlProxy::setRows(const std::string& table, const std::vector<tvsim::Row>& rows) {
     call(kControlInterface, "SetRows", [&](sd_bus_message* message) {
-        appendString(message, table);
+        appendPath(message, table);
         appendRows(message, rows);
     });
 }
@@ -129,25 +175,25 @@ void TvControlProxy::flush() {
 }
 
 void TvControlProxy::failNextConnects(const std::string& path, int count, int status) {
-    callWith(kFaultsInterface, "FailNextConnects", "sii", path.c_str(), count, status);
+    callOnPath(kFaultsInterface, "FailNextConnects", path, "ii", count, status);
 }
 void TvControlProxy::nullObjectOnNextConnects(const std::string& path, int count) {
-    callWith(kFaultsInterface, "NullObjectOnNextConnects", "si", path.c_str(), count);
+    callOnPath(kFaultsInterface, "NullObjectOnNextConnects", path, "i", count);
 }
 void TvControlProxy::reportType(const std::string& path, lomodelapi::ObjectTypeSpec type) {
-    callWith(kFaultsInterface, "ReportType", "si", path.c_str(), static_cast<int>(type));
+    callOnPath(kFaultsInterface, "ReportType", path, "i", static_cast<int>(type));
 }
 void TvControlProxy::failGetter(const std::string& path, int status) {
-    callWith(kFaultsInterface, "FailGetter", "si", path.c_str(), status);
+    callOnPath(kFaultsInterface, "FailGetter", path, "i", status);
 }
 void TvControlProxy::refuseNextInvokes(const std::string& path, int count, int status) {
-    callWith(kFaultsInterface, "RefuseNextInvokes", "sii", path.c_str(), count, status);
+    callOnPath(kFaultsInterface, "RefuseNextInvokes", path, "ii", count, status);
 }
 void TvControlProxy::failNextCreateIterators(const std::string& path, int count) {
-    callWith(kFaultsInterface, "FailNextCreateIterators", "si", path.c_str(), count);
+    callOnPath(kFaultsInterface, "FailNextCreateIterators", path, "i", count);
 }
 void TvControlProxy::clearFaults(const std::string& path) {
-    callWith(kFaultsInterface, "ClearFaults", "s", path.c_str());
+    callOnPath(kFaultsInterface, "ClearFaults", path, "");
 }
 void TvControlProxy::refuseInterfaceReference(bool refuse, int status) {
     callWith(kFaultsInterface, "RefuseInterfaceReference", "bi", static_cast<int>(refuse), status);
@@ -161,7 +207,8 @@ void TvControlProxy::nullRootObject(bool null) {
 
 void TvControlProxy::setReply(const std::string& action, const tvsim::Reply& reply) {
     call(kRespondersInterface, "SetReply", [&](sd_bus_message* message) {
-        check(sd_bus_message_append(message, "ssiuib", action.c_str(), replyKindName(reply.kind), reply.error,
+        appendPath(message, action);
+        check(sd_bus_message_append(message, "siuib", replyKindName(reply.kind), reply.error,
                                     static_cast<std::uint32_t>(reply.delay.count()), reply.copies,
                                     static_cast<int>(reply.beforeInvokeReturns)),
               "append reply");
@@ -170,24 +217,24 @@ void TvControlProxy::setReply(const std::string& action, const tvsim::Reply& rep
 }
 
 void TvControlProxy::resetReply(const std::string& action) {
-    callWith(kRespondersInterface, "ResetReply", "s", action.c_str());
+    callOnPath(kRespondersInterface, "ResetReply", action, "");
 }
 
 void TvControlProxy::emitResult(const std::string& action, unsigned int actionId,
                                 const std::vector<lomodelapi::Argument>& results) {
     call(kRespondersInterface, "EmitResult", [&](sd_bus_message* message) {
-        check(sd_bus_message_append(message, "su", action.c_str(), static_cast<std::uint32_t>(actionId)), "append");
+        appendPath(message, action);
+        check(sd_bus_message_append(message, "u", static_cast<std::uint32_t>(actionId)), "append");
         appendArguments(message, results);
     });
 }
 
 void TvControlProxy::emitExecutionError(const std::string& action, unsigned int actionId, int error) {
-    callWith(kRespondersInterface, "EmitExecutionError", "sui", action.c_str(), static_cast<std::uint32_t>(actionId),
-             error);
+    callOnPath(kRespondersInterface, "EmitExecutionError", action, "ui", static_cast<std::uint32_t>(actionId), error);
 }
 
 std::optional<tvsim::SourceSwitchState> TvControlProxy::sourceSwitch(const std::string& action) {
-    Message reply = callWith(kRespondersInterface, "SourceSwitch", "s", action.c_str());
+    Message reply = callOnPath(kRespondersInterface, "SourceSwitch", action, "");
     int responds = 0;
     int holders[3] = {};
     tvsim::SourceSwitchState state;

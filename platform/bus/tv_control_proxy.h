@@ -3,7 +3,12 @@
 // tool drives the service exactly as it drives the simulator in its process.
 // A refusal comes back as the service's tvsim::ControlError; a bus that
 // cannot be reached, a call that times out or a reply that does not decode is
-// a std::runtime_error of one line. Not thread-safe: one caller at a time.
+// a std::runtime_error of one line. No service on the bus, or none any more,
+// is said so with the address: "no TV service answers at 'ADDR' (...)" before
+// any call was answered, "the TV service at 'ADDR' went away (...)" after. The bus carries UTF-8 text only: a path
+// that is not names nothing the service holds (its model comes from JSON
+// files), so it is refused as an unknown path, as the TV in process refuses
+// it. Not thread-safe: one caller at a time.
 #pragma once
 
 #include "bus_plumbing.h"
@@ -63,9 +68,16 @@ private:
     Message call(const char* interface, const char* member, const Append& append);
     template <typename... Arguments>
     Message callWith(const char* interface, const char* member, const char* types, Arguments... arguments);
+    // The same with a model path first.
+    template <typename... Arguments>
+    Message callOnPath(const char* interface, const char* member, const std::string& path, const char* types,
+                       Arguments... arguments);
+    std::vector<tvsim::ModelEntry> listCarried(const std::string& prefix);
 
+    std::string m_address;
     std::chrono::milliseconds m_timeout;
     Bus m_bus;
+    bool m_answered = false;  // whether the service has answered a call
 };
 
 }  // namespace tvsim::bus

@@ -7,9 +7,13 @@
 
 #include <nlohmann/json.hpp>
 
+#include <chrono>
+#include <csignal>
+#include <future>
 #include <regex>
 #include <sstream>
 #include <string>
+#include <thread>
 
 #include "bus_processes.h"
 #include "run_process.h"
@@ -111,6 +115,29 @@ TEST_F(SactlBusTest, ProcessesShareOneTv) {
     EXPECT_THAT(table, ::testing::HasSubstr("dvb://1.1.101  News One"));
 }
 
+// The service going away during an operation: the operation's result line
+// still comes, then one line saying the service went away.
+TEST_F(SactlBusTest, ServiceGoneDuringASourceOperationLeavesTheResultLineAndOneReason) {
+    sactl("responders set " + std::string(kSwitch) + " --no-reply");
+    auto operation = std::async(std::launch::async, [&] {
+        return runSactl("--bus=" + testsupport::shellQuoted(bus.address()) + " --timeout 10000 source pauseAV");
+    });
+    BusClient records(bus.address());
+    const auto invoked = [&] {
+        Message reply(records.call(tvsimd_test::kControlPath, "io.sysaccess.TvSim.Control.Records", "Invokes", ""));
+        return reply && sd_bus_message_enter_container(reply.get(), 'a', "(suia(nnns))") > 0 &&
+               sd_bus_message_at_end(reply.get(), 0) == 0;
+    };
+    for (int attempt = 0; attempt < 200 && !invoked(); ++attempt) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    tvsimd.process().stop(SIGKILL);
+    const testsupport::ProcessRun run = operation.get();
+    EXPECT_EQ(1, run.exitCode);
+    EXPECT_EQ("pauseAV() -> false\n", run.out);
+    EXPECT_TRUE(std::regex_match(run.err, std::regex("sactl: the TV service at '.+' went away \\(.+\\)\n"))) << run.err;
+}
+
 struct BadBusCase {
     const char* name;
     std::string arguments;
@@ -124,7 +151,12 @@ TEST_F(SactlBusTest, BadBusesAndRefusalsAreOneLineErrors) {
         {"NoBusThere", "--bus=unix:path=/nonexistent/bus list",
          R"(cannot reach the bus at 'unix:path=/nonexistent/bus': .+)"},
         {"NoServiceOnTheBus", "--bus=" + testsupport::shellQuoted(emptyBus.address()) + " list",
-         R"(List on the TV service: .*io\.sysaccess\.TvSim.*)"},
+         R"(no TV service answers at 'unix:.*' \(.*io\.sysaccess\.TvSim.*\))"},
+        {"NothingListensThere", "--bus=tcp:host=127.0.0.1,port=1 list",
+         R"(no TV service answers at 'tcp:host=127\.0\.0\.1,port=1' \(.+\))"},
+        // The bus carries UTF-8 only; the TV in process answers the same line for the path.
+        {"PathThatIsNotUtf8", "--bus=" + testsupport::shellQuoted(bus.address()) + " get 'orvik.\xff'",
+         "The model holds no object at 'orvik\\.\xff'\\."},
         {"ModelFileGoesToTheService", "--bus=" + testsupport::shellQuoted(bus.address()) + " --model x.json list",
          R"(--model loads the TV in this process; .+)"},
     };

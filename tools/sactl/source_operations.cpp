@@ -213,17 +213,24 @@ SourceReport runSourceOperation(Session& session, const std::string& name, const
     report.call = callText(*operation, arguments);
     report.result = operation->run(*service, arguments);
     report.ok = report.result.is_boolean() ? report.result.get<bool>() : report.result.get<int>() == 0;
-
-    const std::vector<tvsim::InvokeRecord> invokes = session.tv().invokes();
-    for (std::size_t index = invokesBefore; index < invokes.size(); ++index) {
-        if (invokes[index].path == tvsim::kSourceSwitchPath) {
-            report.sent.push_back(invokes[index].arguments);
+    try {
+        const std::vector<tvsim::InvokeRecord> invokes = session.tv().invokes();
+        for (std::size_t index = invokesBefore; index < invokes.size(); ++index) {
+            if (invokes[index].path == tvsim::kSourceSwitchPath) {
+                report.sent.push_back(invokes[index].arguments);
+            }
         }
+        if (!report.ok) {
+            report.failure = explainFailure(session, report);
+        }
+        describeTv(session, report);
+    } catch (const std::exception& error) {
+        // The TV could not be asked what happened (the service went away, say):
+        // the result is known all the same, and printed before the reason.
+        session.out().result(report.call + " -> " + jsonText(report.result),
+                             {{"call", report.call}, {"result", report.result}, {"ok", report.ok}});
+        throw CommandError(error.what());
     }
-    if (!report.ok) {
-        report.failure = explainFailure(session, report);
-    }
-    describeTv(session, report);
     return report;
 }
 

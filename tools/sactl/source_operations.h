@@ -38,6 +38,8 @@ struct SourceReport {
 
 // Runs the operation through SourceSwitchAccess; an unknown name or bad
 // parameter text is a CommandError, a failed operation is a report that is not ok.
+// When the TV cannot be asked afterwards what the operation sent and what it
+// holds now, the result line is printed and the reason is a CommandError.
 SourceReport runSourceOperation(Session& session, const std::string& name, const std::vector<std::string>& arguments);
 void printSourceReport(const Session& session, const SourceReport& report);
 
