@@ -102,6 +102,23 @@ TEST(LogStatementTest, ElseBindsToTheEnclosingIfAndTheFunctionNameIsUnqualified)
     EXPECT_EQ(capture.texts(), std::vector<std::string>{logLine(line, "describe", "no arguments")});
 }
 
+// A text value beyond 256 bytes keeps them, less a UTF-8 character they would split, and says how many bytes
+// it left out; shorter values and other arguments are written whole.
+TEST(LogStatementTest, TextValuesBeyond256BytesAreCutWithTheCountLeftOut) {
+    tvsim::DebugCapture capture;
+    const std::string whole(256, 'a');
+    const std::string split = std::string(255, 'b') +
+                              "\xc3\xa9"
+                              "c";
+    std::string writable(300, 'x');
+    BLOG_INFO("%s|%s|%s|%d", whole.c_str(), split.c_str(), writable.data(), 7);
+    const int line = __LINE__ - 1;
+    EXPECT_EQ(capture.texts(),
+              std::vector<std::string>{logLine(line, "TestBody",
+                                               whole + "|" + std::string(255, 'b') + "[... 3 more bytes]|" +
+                                                   std::string(256, 'x') + "[... 44 more bytes]|7")});
+}
+
 // Traced operations: each sets the threshold its exit line meets and records the line of its guard.
 unsigned g_atExit = 0;
 int g_guardLine = 0;

@@ -12,6 +12,8 @@ constexpr unsigned kLogTrace = 5000;
 
 void setLogThreshold(unsigned level);
 bool logEnabled(unsigned level);
-void logLine(unsigned level, const std::string& text);  // "tvsimd: <text>"
+// "tvsimd: <text>"; a value that may be long (a client's path) is cut first, as
+// the library's log lines cut it (base/log_text.h).
+void logLine(unsigned level, const std::string& text);
 
 }  // namespace tvsimd

@@ -3,12 +3,14 @@
 // BLOG_ALWAYS / BLOG_ERROR / BLOG_INFO (format, args...) write one line
 //   "[B-LOG] <file>:<line>:<function>(): <message>\n"
 // only after the level check for that very line has passed; when it fails,
-// neither the base name nor any argument is evaluated.
+// neither the base name nor any argument is evaluated. A text argument longer
+// than kMaxLoggedTextBytes (256) is cut, with a marker (base/log_text.h).
 // BLOG_TRACE() declares a TraceScope that writes an entry line at once and an
 // exit line however the enclosing function is left.
 // Safe on any thread; nothing here takes a lock or throws.
 #pragma once
 
+#include <base/log_text.h>
 #include <debug_service/csp_debug.h>
 
 #include <cstdint>
@@ -30,6 +32,37 @@ constexpr DebugLevelRecord BLOG_LEVEL_TRACE = levelRecord(5000);
 inline bool levelEnabled(const DebugLevelRecord& level) {
     DebugLevelRecord record = level;
     return cspDebugCheckLevelGetFrameAndChunk(&record) != 0;
+}
+
+// An argument of a log line as it is written: text cut as LoggedText says,
+// anything else as it is.
+template <typename T>
+class LoggedArgument {
+public:
+    explicit LoggedArgument(T value) noexcept : m_value(value) {}
+    T get() const noexcept { return m_value; }
+
+private:
+    T m_value;
+};
+
+template <>
+class LoggedArgument<const char*> : public LoggedText {
+public:
+    using LoggedText::LoggedText;
+    const char* get() const noexcept { return c_str(); }
+};
+
+template <>
+class LoggedArgument<char*> : public LoggedArgument<const char*> {
+public:
+    using LoggedArgument<const char*>::LoggedArgument;
+};
+
+// The statements' format is checked where they are written (see BLOG_LINE_).
+template <typename... Arguments>
+void writeLine(const char* format, Arguments... arguments) noexcept {
+    cspDebugOutput0(format, LoggedArgument<Arguments>(arguments).get()...);
 }
 
 class TraceScope {
@@ -60,14 +93,16 @@ private:
 }  // namespace velmora::base::blog
 
 // The switch shape keeps the statement whole: a following `else` cannot bind to it.
-#define BLOG_LINE_(level, format, ...)                                                                        \
-    switch (0)                                                                                                \
-    case 0:                                                                                                   \
-    default:                                                                                                  \
-        if (!::velmora::base::blog::levelEnabled(level)) {                                                    \
-        } else                                                                                                \
-            ::cspDebugOutput0("[%s] %s:%d:%s(): " format "\n", "B-LOG", ::blog_base_name(__FILE__), __LINE__, \
-                              __func__, ##__VA_ARGS__)
+// The unevaluated call has the compiler check the format against the arguments.
+#define BLOG_LINE_(level, format, ...)                                                                                 \
+    switch (0)                                                                                                         \
+    case 0:                                                                                                            \
+    default:                                                                                                           \
+        if (!::velmora::base::blog::levelEnabled(level)) {                                                             \
+        } else                                                                                                         \
+            (void)sizeof(::cspDebugOutput0("[%s] %s:%d:%s(): " format "\n", "", "", 0, "", ##__VA_ARGS__)),            \
+                ::velmora::base::blog::writeLine("[%s] %s:%d:%s(): " format "\n", "B-LOG", ::blog_base_name(__FILE__), \
+                                                 __LINE__, __func__, ##__VA_ARGS__)
 
 #define BLOG_ALWAYS(format, ...) BLOG_LINE_(::velmora::base::blog::BLOG_LEVEL_ALWAYS, format, ##__VA_ARGS__)
 #define BLOG_ERROR(format, ...) BLOG_LINE_(::velmora::base::blog::BLOG_LEVEL_ERROR, format, ##__VA_ARGS__)

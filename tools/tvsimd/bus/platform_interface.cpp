@@ -10,6 +10,7 @@
 #include "method_support.h"
 #include "object_paths.h"
 
+#include <base/log_text.h>
 #include <frame/process.h>
 
 namespace tvsimd {
@@ -42,7 +43,8 @@ int connect(sd_bus_message* call, void* userdata, sd_bus_error* error) {
         const std::string objectPath = objectPathOf(path);
         const ClientConnection* made = nullptr;
         const int status = parts.clients.connect(client, path, objectPath, realType, made);
-        logLine(kLogTrace, client + " connect " + path + ": " + std::to_string(status));
+        logLine(kLogTrace, client + " connect " + velmora::base::blog::LoggedText(path.c_str()).c_str() + ": " +
+                               std::to_string(status));
         const std::uint64_t id = made != nullptr ? made->id : 0;
         const std::string object = made != nullptr ? objectPath : "/";
         try {
