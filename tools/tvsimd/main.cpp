@@ -52,7 +52,9 @@ void applyLogLevel(const std::string& text) {
     tvsimd::setLogThreshold(level);
 }
 
-// Quoted for a POSIX shell, so that eval "$(tvsimd --private-bus ...)" works.
+// Quoted for a POSIX shell, so that the export line can be pasted into another
+// shell as it is. (Not for eval "$(tvsimd --private-bus)": $(...) waits for the
+// daemon to end, and the bus ends with it.)
 std::string shellQuoted(const std::string& text) {
     std::string quoted = "'";
     for (char c : text) {
