@@ -122,7 +122,7 @@ TEST_F(SactlBusTest, ServiceGoneDuringASourceOperationLeavesTheResultLineAndOneR
     auto operation = std::async(std::launch::async, [&] {
         return runSactl("--bus=" + testsupport::shellQuoted(bus.address()) + " --timeout 10000 source pauseAV");
     });
-    BusClient records(bus.address());
+    BusClient records(bus.address());  // not sactl: runShellCommand is one at a time in a process
     const auto invoked = [&] {
         Message reply(records.call(tvsimd_test::kControlPath, "io.sysaccess.TvSim.Control.Records", "Invokes", ""));
         return reply && sd_bus_message_enter_container(reply.get(), 'a', "(suia(nnns))") > 0 &&
