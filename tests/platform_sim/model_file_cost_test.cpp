@@ -16,7 +16,7 @@ namespace {
 // The item repeated, comma-separated, between head and tail: 4 MiB, the most a model file may hold.
 std::string largestDocument(const std::string& head, const std::string& item, const std::string& tail) {
     std::string text = head + item;
-    while (text.size() + 1 + item.size() + tail.size() <= 4 * 1024 * 1024) {
+    while (text.size() + 1 + item.size() + tail.size() <= std::size_t{4} * 1024 * 1024) {
         text += "," + item;
     }
     return text + tail;
