@@ -1,9 +1,15 @@
 // The remote platform against tvsimd on a private dbus-daemon, each figure
 // beside a baseline from the same run:
-//  - Remote/get_int: NumericIntegerObject::getValue through the remote platform,
-//    beside the same GetValue call written bare with sd-bus on a connection of
-//    its own to the same daemon, the two interleaved call by call. p50 and p99
-//    of single calls.
+//  - Remote/accessor_{get,set}_{int,string}: a read or write through the
+//    library's ValueAccessT, as a web engine makes it, beside the same
+//    GetValue or SetValue call written bare with sd-bus on a connection of its
+//    own to the same daemon and path; the two interleaved call by call, their
+//    order swapped every iteration. p50 and p90 of single calls.
+//  - Remote/accessor_notify_int: a Control.Set sent from another connection
+//    until a ValueHandler of the library runs in this process, beside a bare
+//    sd-bus client receiving the Value.Changed of the same kind of Set
+//    (another path, so that each Set has one receiver and neither waits behind
+//    the other's signal), interleaved the same way.
 //  - Remote/notify_20k: 20,000 changes per second for 5 s (Control.SetSeries); every change must
 //    reach a remote observer, none lost, none out of order. Beside it, a bare
 //    sd-bus connection receiving the same changes in the same run. p50 and p99
@@ -15,6 +21,8 @@
 
 #include <frame/process.h>
 #include <lomodelapi/model_objects.h>
+#include <system_access/value_access.h>
+#include <system_access/value_object.h>
 #include <tvsim/platform_choice.h>
 
 #include <benchmark/benchmark.h>
@@ -22,18 +30,23 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstdlib>
+#include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
 namespace {
 
+namespace access = velmora::system::access;
 using tvsimd_test::BusClient;
+using tvsimd_test::kControlPath;
+using tvsimd_test::kService;
 using Clock = std::chrono::steady_clock;
 constexpr const char* kVolume = "orvik.sl2.i32.audio.volume";
-constexpr const char* kVolumeObject = "/io/sysaccess/TvSim/model/orvik/sl2/i32/audio/volume";
 
 // The bus and the daemon, started at the first use and stopped at exit.
 struct Service {
@@ -68,75 +81,256 @@ void reportLatency(benchmark::State& state, std::vector<double>& samples) {
     state.counters["p99_us"] = percentileUs(samples, 0.99);
 }
 
-class NullIntegerObserver final : public lomodelapi::ObserverNumericInteger {
-public:
-    void notifyNewValue(int) override {}
+// The library's figure and the bare baseline's from the same run.
+void reportPair(benchmark::State& state, std::vector<double>& library, std::vector<double>& bare) {
+    state.counters["p50_us"] = percentileUs(library, 0.5);
+    state.counters["p90_us"] = percentileUs(library, 0.9);
+    state.counters["bare_p50_us"] = percentileUs(bare, 0.5);
+    state.counters["bare_p90_us"] = percentileUs(bare, 0.9);
+}
+
+// A bare client's connection to one path: its id and the model object's D-Bus path.
+struct BareConnection {
+    std::uint64_t id = 0;
+    std::string object;
 };
 
-// The connection id a bare client gets for the volume.
-std::uint64_t bareConnect(BusClient& client) {
-    sd_bus_message* reply = client.call("/io/sysaccess/TvSim", "io.sysaccess.TvSim.Platform", "Connect", "s", kVolume);
+BareConnection bareConnect(BusClient& client, const char* path) {
+    sd_bus_message* reply = client.call(kControlPath, "io.sysaccess.TvSim.Platform", "Connect", "s", path);
     int status = -1;
-    std::uint64_t id = 0;
+    BareConnection connection;
     const char* object = nullptr;
     int type = 0;
-    if (reply != nullptr) {
-        sd_bus_message_read(reply, "itoi", &status, &id, &object, &type);
-        sd_bus_message_unref(reply);
+    if (reply != nullptr && sd_bus_message_read(reply, "itoi", &status, &connection.id, &object, &type) >= 0) {
+        connection.object = object;
     }
-    return id;
-}
-
-int bareGetValue(BusClient& client, std::uint64_t id) {
-    sd_bus_message* reply = nullptr;
-    sd_bus_call_method(client.bus(), "io.sysaccess.TvSim", kVolumeObject, "io.sysaccess.TvSim.Value", "GetValue",
-                       nullptr, &reply, "t", id);
-    int status = 0;
-    int value = 0;
-    sd_bus_message_read(reply, "iv", &status, "i", &value);
     sd_bus_message_unref(reply);
-    return value;
+    return connection;
 }
 
-template <typename Call>
-void timeOne(std::vector<double>& samples, Call call) {
-    const auto start = Clock::now();
-    benchmark::DoNotOptimize(call());
-    samples.push_back(std::chrono::duration<double, std::micro>(Clock::now() - start).count());
+// What a benchmark of one value type needs: its accessor, a path of that type,
+// and the values its writes take in turn.
+template <typename T>
+struct ValueKind;
+
+template <>
+struct ValueKind<int> {
+    using Access = access::ValueAccessT<lomodelapi::ObserverNumericInteger>;
+    static constexpr const char* kPath = kVolume;
+    static int value(int step) { return step % 100; }
+    static int read(sd_bus_message* reply) {
+        int value = 0;
+        sd_bus_message_read(reply, "v", "i", &value);
+        return value;
+    }
+    static int append(sd_bus_message* call, const BareConnection& connection, int value) {
+        return sd_bus_message_append(call, "tv", connection.id, "i", value);
+    }
+};
+
+template <>
+struct ValueKind<std::string> {
+    using Access = access::ValueAccessT<lomodelapi::ObserverString>;
+    static constexpr const char* kPath = "orvik.sl2.str.system.menu-language";
+    static std::string value(int step) { return step % 2 == 0 ? "eng" : "fra"; }
+    static std::string read(sd_bus_message* reply) {
+        const char* value = "";
+        sd_bus_message_read(reply, "v", "s", &value);
+        return value;
+    }
+    static int append(sd_bus_message* call, const BareConnection& connection, const std::string& value) {
+        return sd_bus_message_append(call, "tv", connection.id, "s", value.c_str());
+    }
+};
+
+// GetValue written bare: one sd_bus_call; the value read as the accessor reads it. False on any failure.
+template <typename T>
+bool bareGet(BusClient& client, const BareConnection& connection, T& out) {
+    sd_bus_message* reply = nullptr;
+    if (sd_bus_call_method(client.bus(), kService, connection.object.c_str(), "io.sysaccess.TvSim.Value", "GetValue",
+                           nullptr, &reply, "t", connection.id) < 0) {
+        return false;
+    }
+    int status = -1;
+    const bool read = sd_bus_message_read_basic(reply, 'i', &status) >= 0;
+    out = ValueKind<T>::read(reply);
+    sd_bus_message_unref(reply);
+    return read && status == 0;
 }
 
-// Each iteration times one remote call and one bare call, so that both meet
-// the same load on a shared machine; the order alternates.
-void getInt(benchmark::State& state) {
-    NullIntegerObserver observer;
-    RootInterface* root = remoteRoot();
-    ModelObject* object = nullptr;
-    if (root == nullptr || root->connect(kVolume, &observer, object) != 0 || object == nullptr) {
-        state.SkipWithError("no remote connection");
+template <typename T>
+bool bareSet(BusClient& client, const BareConnection& connection, const T& value) {
+    sd_bus_message* call = nullptr;
+    sd_bus_message* reply = nullptr;
+    bool done = sd_bus_message_new_method_call(client.bus(), &call, kService, connection.object.c_str(),
+                                               "io.sysaccess.TvSim.Value", "SetValue") >= 0 &&
+                ValueKind<T>::append(call, connection, value) >= 0 &&
+                sd_bus_call(client.bus(), call, 0, nullptr, &reply) >= 0;
+    int status = -1;
+    done = done && sd_bus_message_read_basic(reply, 'i', &status) >= 0 && status == 0;
+    sd_bus_message_unref(reply);
+    sd_bus_message_unref(call);
+    return done;
+}
+
+// The signals a bare client was sent meanwhile (the changes its writes cause), dropped untimed.
+void dropSignals(BusClient& client) {
+    client.settle(std::chrono::milliseconds(0));
+    for (const tvsimd_test::Signal& signal : client.signals()) {
+        sd_bus_message_unref(signal.message);
+    }
+    client.signals().clear();
+}
+
+double microsBetween(Clock::time_point from, Clock::time_point to) {
+    return std::chrono::duration<double, std::micro>(to - from).count();
+}
+
+// One call of a pair: whether it did what it should, and how long it took in microseconds.
+using Timed = std::function<bool(double& us)>;
+
+// Timed from the call's start to its return.
+Timed wholeCall(std::function<bool()> call) {
+    return [call = std::move(call)](double& us) {
+        const auto start = Clock::now();
+        const bool done = call();
+        us = microsBetween(start, Clock::now());
+        return done;
+    };
+}
+
+// Times the library's call and the bare call of each iteration, in turn, the
+// order swapped every iteration so that both meet the same load on a shared
+// machine. The first call that did not do what it should ends the benchmark
+// with an error.
+void interleave(
+    benchmark::State& state, const Timed& library, const Timed& bare, const std::function<void()>& afterEach = [] {}) {
+    std::vector<double> libraryUs;
+    std::vector<double> bareUs;
+    const auto timed = [](std::vector<double>& samples, const Timed& call) {
+        double us = 0;
+        const bool done = call(us);
+        samples.push_back(us);
+        return done;
+    };
+    bool libraryFirst = true;
+    for (auto _ : state) {
+        const bool done = libraryFirst ? timed(libraryUs, library) && timed(bareUs, bare)
+                                       : timed(bareUs, bare) && timed(libraryUs, library);
+        if (!done) {
+            state.SkipWithError("a call failed");
+            return;
+        }
+        afterEach();
+        libraryFirst = !libraryFirst;
+    }
+    reportPair(state, libraryUs, bareUs);
+}
+
+template <typename T>
+void accessorGet(benchmark::State& state) {
+    service();
+    typename ValueKind<T>::Access accessor(ValueKind<T>::kPath);
+    BusClient client(service().bus.address());
+    const BareConnection connection = bareConnect(client, ValueKind<T>::kPath);
+    if (accessor.connect(1000) != 0 || connection.id == 0) {
+        state.SkipWithError("no connection");
         return;
     }
-    auto* integer = static_cast<NumericIntegerObject*>(object);
+    T value{};
+    interleave(state, wholeCall([&] { return accessor.getValue(value) == 0; }),
+               wholeCall([&] { return bareGet(client, connection, value); }));
+}
+
+template <typename T>
+void accessorSet(benchmark::State& state) {
+    service();
+    typename ValueKind<T>::Access accessor(ValueKind<T>::kPath);
     BusClient client(service().bus.address());
-    const std::uint64_t id = bareConnect(client);
-    std::vector<double> remote;
-    std::vector<double> bare;
-    bool remoteFirst = true;
-    for (auto _ : state) {
-        const auto remoteCall = [&] { timeOne(remote, [&] { return integer->getValue(); }); };
-        const auto bareCall = [&] { timeOne(bare, [&] { return bareGetValue(client, id); }); };
-        if (remoteFirst) {
-            remoteCall();
-            bareCall();
-        } else {
-            bareCall();
-            remoteCall();
-        }
-        remoteFirst = !remoteFirst;
+    const BareConnection connection = bareConnect(client, ValueKind<T>::kPath);
+    if (accessor.connect(1000) != 0 || connection.id == 0) {
+        state.SkipWithError("no connection");
+        return;
     }
-    root->disconnect(kVolume, &observer, object);
-    reportLatency(state, remote);
-    state.counters["bare_p50_us"] = percentileUs(bare, 0.5);
-    state.counters["bare_p99_us"] = percentileUs(bare, 0.99);
+    int step = 0;
+    interleave(state, wholeCall([&] { return accessor.setValue(ValueKind<T>::value(++step)) == 0; }),
+               wholeCall([&] { return bareSet(client, connection, ValueKind<T>::value(++step)); }),
+               [&] { dropSignals(client); });
+}
+
+// Notes when the library hands this process's ValueHandler each value.
+class ArrivalHandler final : public access::ValueHandler {
+public:
+    void onNewValue(const access::ValueObject& value) override {
+        const auto now = Clock::now();
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            m_value = static_cast<int>(value);
+            m_at = now;
+        }
+        m_arrived.notify_one();
+    }
+
+    // When the value arrived; false when it did not within 5 s.
+    bool waitFor(int value, Clock::time_point& at) {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        const bool came = m_arrived.wait_for(lock, std::chrono::seconds(5), [&] { return m_value == value; });
+        at = m_at;
+        return came;
+    }
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_arrived;
+    int m_value = -1;
+    Clock::time_point m_at;
+};
+
+// Control.Set from the connection, sent without waiting for its reply, as the platform's own change would come.
+bool sendSet(BusClient& control, const char* path, int value) {
+    sd_bus_message* set = nullptr;
+    const bool sent = sd_bus_message_new_method_call(control.bus(), &set, kService, kControlPath,
+                                                     "io.sysaccess.TvSim.Control", "Set") >= 0 &&
+                      sd_bus_message_append(set, "sv", path, "i", value) >= 0 &&
+                      sd_bus_message_set_expect_reply(set, 0) >= 0 && sd_bus_send(control.bus(), set, nullptr) >= 0;
+    sd_bus_message_unref(set);
+    return sent;
+}
+
+void accessorNotifyInt(benchmark::State& state) {
+    constexpr const char* kBarePath = "orvik.sl2.i32.audio.mute";
+    service();
+    auto handler = std::make_shared<ArrivalHandler>();
+    ValueKind<int>::Access watcher(kVolume, handler);
+    BusClient receiver(service().bus.address());
+    BusClient control(service().bus.address());
+    if (watcher.connect(1000) != 0 || bareConnect(receiver, kBarePath).id == 0) {
+        state.SkipWithError("no connection");
+        return;
+    }
+    // Each is timed from the Set's sending to where its receiver had the value, not to where this thread woke.
+    int step = 0;
+    const Timed library = [&](double& us) {
+        const int value = ++step;
+        const auto sent = Clock::now();
+        Clock::time_point arrived;
+        const bool came = sendSet(control, kVolume, value) && handler->waitFor(value, arrived);
+        us = microsBetween(sent, arrived);
+        return came;
+    };
+    const Timed bare = [&](double& us) {
+        const int value = ++step;
+        const auto sent = Clock::now();
+        bool came = sendSet(control, kBarePath, value) && receiver.waitForSignals(1);
+        us = microsBetween(sent, Clock::now());
+        std::uint64_t id = 0;
+        int got = -1;
+        came =
+            came && sd_bus_message_read(receiver.signals().front().message, "tv", &id, "i", &got) >= 0 && got == value;
+        dropSignals(receiver);
+        return came;
+    };
+    interleave(state, library, bare);
 }
 
 // Receives the changes 1..count in order and notes when each came.
@@ -166,7 +360,7 @@ private:
 // A bare sd-bus receiver of the same changes, on a thread of its own.
 void bareReceive(int count, std::vector<Clock::time_point>& arrivals, bool& disorder, std::atomic<bool>& connected) {
     BusClient client(service().bus.address());
-    bareConnect(client);
+    bareConnect(client, kVolume);
     connected = true;
     int last = 0;
     const auto deadline = Clock::now() + std::chrono::seconds(30);
@@ -297,7 +491,11 @@ void sourceSwitchProcesses(benchmark::State& state) {
     }
 }
 
-BENCHMARK(getInt)->Name("Remote/get_int")->Iterations(20000);
+BENCHMARK(accessorGet<int>)->Name("Remote/accessor_get_int")->Iterations(10000);
+BENCHMARK(accessorSet<int>)->Name("Remote/accessor_set_int")->Iterations(10000);
+BENCHMARK(accessorGet<std::string>)->Name("Remote/accessor_get_string")->Iterations(10000);
+BENCHMARK(accessorSet<std::string>)->Name("Remote/accessor_set_string")->Iterations(10000);
+BENCHMARK(accessorNotifyInt)->Name("Remote/accessor_notify_int")->Iterations(3000);
 BENCHMARK(notify20k)->Name("Remote/notify_20k")->Arg(0)->Iterations(1)->Unit(benchmark::kSecond);
 BENCHMARK(notify20k)->Name("Remote/bare_notify_20k")->Arg(1)->Iterations(1)->Unit(benchmark::kSecond);
 BENCHMARK(sourceSwitchProcesses)
