@@ -170,13 +170,18 @@ bool bareSet(BusClient& client, const BareConnection& connection, const T& value
     return done;
 }
 
-// The signals a bare client was sent meanwhile (the changes its writes cause), dropped untimed.
-void dropSignals(BusClient& client) {
-    client.settle(std::chrono::milliseconds(0));
+// Frees the signals the client has received.
+void forgetSignals(BusClient& client) {
     for (const tvsimd_test::Signal& signal : client.signals()) {
         sd_bus_message_unref(signal.message);
     }
     client.signals().clear();
+}
+
+// The signals a bare client was sent meanwhile (the changes its writes cause), read and dropped untimed.
+void dropSignals(BusClient& client) {
+    client.settle(std::chrono::milliseconds(0));
+    forgetSignals(client);
 }
 
 double microsBetween(Clock::time_point from, Clock::time_point to) {
@@ -216,7 +221,7 @@ void interleave(
             const std::size_t index = (first + turn) % series.size();
             double us = 0;
             if (!series[index].call(us)) {
-                state.SkipWithError("a call failed");
+                state.SkipWithError(("a call of the series '" + series[index].name + "' failed").c_str());
                 return;
             }
             samples[index].push_back(us);
@@ -348,7 +353,7 @@ private:
                     m_posted.notify_one();
                 }
             }
-            dropSignals(m_client);
+            forgetSignals(m_client);
         }
     }
 
@@ -425,7 +430,7 @@ void accessorNotifyInt(benchmark::State& state) {
         int got = -1;
         came =
             came && sd_bus_message_read(receiver.signals().front().message, "tv", &id, "i", &got) >= 0 && got == value;
-        dropSignals(receiver);
+        forgetSignals(receiver);
         return came;
     };
     interleave(state,
