@@ -235,38 +235,48 @@ void interleave(
     }
 }
 
+// A connected accessor of the type's path and a bare client connected to barePath.
+template <typename T>
+struct AccessorAndBare {
+    explicit AccessorAndBare(const char* barePath)
+        : accessor(ValueKind<T>::kPath),
+          client(service().bus.address()),
+          connection(bareConnect(client, barePath)),
+          connected(accessor.connect(1000) == 0 && connection.id != 0) {}
+
+    typename ValueKind<T>::Access accessor;
+    BusClient client;
+    const BareConnection connection;
+    const bool connected;
+};
+
 template <typename T>
 void accessorGet(benchmark::State& state) {
-    service();
-    typename ValueKind<T>::Access accessor(ValueKind<T>::kPath);
-    BusClient client(service().bus.address());
-    const BareConnection connection = bareConnect(client, ValueKind<T>::kPath);
-    if (accessor.connect(1000) != 0 || connection.id == 0) {
+    AccessorAndBare<T> pair(ValueKind<T>::kPath);
+    if (!pair.connected) {
         state.SkipWithError("no connection");
         return;
     }
     T value{};
-    interleave(state, {{"", wholeCall([&] { return accessor.getValue(value) == 0; })},
-                       {"bare_", wholeCall([&] { return bareGet(client, connection, value); })}});
+    interleave(state, {{"", wholeCall([&] { return pair.accessor.getValue(value) == 0; })},
+                       {"bare_", wholeCall([&] { return bareGet(pair.client, pair.connection, value); })}});
 }
 
 template <typename T>
 void accessorSet(benchmark::State& state) {
-    service();
     // The bare client writes another path: each client then hears only of its own writes, as the platform
     // notifies a writer's own connection too, and neither pays for hearing the other's.
-    typename ValueKind<T>::Access accessor(ValueKind<T>::kPath);
-    BusClient client(service().bus.address());
-    const BareConnection connection = bareConnect(client, ValueKind<T>::kOtherPath);
-    if (accessor.connect(1000) != 0 || connection.id == 0) {
+    AccessorAndBare<T> pair(ValueKind<T>::kOtherPath);
+    if (!pair.connected) {
         state.SkipWithError("no connection");
         return;
     }
     int step = 0;
-    interleave(state,
-               {{"", wholeCall([&] { return accessor.setValue(ValueKind<T>::value(++step)) == 0; })},
-                {"bare_", wholeCall([&] { return bareSet(client, connection, ValueKind<T>::value(++step)); })}},
-               [&] { dropSignals(client); });
+    interleave(
+        state,
+        {{"", wholeCall([&] { return pair.accessor.setValue(ValueKind<T>::value(++step)) == 0; })},
+         {"bare_", wholeCall([&] { return bareSet(pair.client, pair.connection, ValueKind<T>::value(++step)); })}},
+        [&] { dropSignals(pair.client); });
 }
 
 // When each value reached a handler, for the thread that waits for it.
