@@ -1,9 +1,17 @@
 // The remote platform against tvsimd on a private dbus-daemon, each figure
 // beside a baseline from the same run:
-//  - Remote/get_int: NumericIntegerObject::getValue through the remote platform,
-//    beside the same GetValue call written bare with sd-bus on a connection of
-//    its own to the same daemon, the two interleaved call by call. p50 and p99
-//    of single calls.
+//  - Remote/accessor_{get,set}_{int,string}: a read or write through the
+//    library's ValueAccessT, as a web engine makes it, beside the same
+//    GetValue or SetValue call written bare with sd-bus on a connection of its
+//    own to the same daemon and path; the two interleaved call by call, their
+//    order swapped every iteration. p50 and p90 of single calls.
+//  - Remote/accessor_notify_int: a Control.Set sent from another connection
+//    until a ValueHandler of the library runs in this process, beside a bare
+//    sd-bus client receiving the Value.Changed of the same kind of Set
+//    (another path, so that each Set has one receiver and neither waits behind
+//    the other's signal), interleaved the same way; and beside a bare receiver
+//    that hands each value to a second thread (handoff_), the one hand-off the
+//    platform's threading makes, to tell that cost from the platform's own.
 //  - Remote/notify_20k: 20,000 changes per second for 5 s (Control.SetSeries); every change must
 //    reach a remote observer, none lost, none out of order. Beside it, a bare
 //    sd-bus connection receiving the same changes in the same run. p50 and p99
@@ -15,6 +23,8 @@
 
 #include <frame/process.h>
 #include <lomodelapi/model_objects.h>
+#include <system_access/value_access.h>
+#include <system_access/value_object.h>
 #include <tvsim/platform_choice.h>
 
 #include <benchmark/benchmark.h>
@@ -22,18 +32,24 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstdlib>
+#include <deque>
+#include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
 namespace {
 
+namespace access = velmora::system::access;
 using tvsimd_test::BusClient;
+using tvsimd_test::kControlPath;
+using tvsimd_test::kService;
 using Clock = std::chrono::steady_clock;
 constexpr const char* kVolume = "orvik.sl2.i32.audio.volume";
-constexpr const char* kVolumeObject = "/io/sysaccess/TvSim/model/orvik/sl2/i32/audio/volume";
 
 // The bus and the daemon, started at the first use and stopped at exit.
 struct Service {
@@ -68,75 +84,367 @@ void reportLatency(benchmark::State& state, std::vector<double>& samples) {
     state.counters["p99_us"] = percentileUs(samples, 0.99);
 }
 
-class NullIntegerObserver final : public lomodelapi::ObserverNumericInteger {
-public:
-    void notifyNewValue(int) override {}
+// A bare client's connection to one path: its id and the model object's D-Bus path.
+struct BareConnection {
+    std::uint64_t id = 0;
+    std::string object;
 };
 
-// The connection id a bare client gets for the volume.
-std::uint64_t bareConnect(BusClient& client) {
-    sd_bus_message* reply = client.call("/io/sysaccess/TvSim", "io.sysaccess.TvSim.Platform", "Connect", "s", kVolume);
+BareConnection bareConnect(BusClient& client, const char* path) {
+    sd_bus_message* reply = client.call(kControlPath, "io.sysaccess.TvSim.Platform", "Connect", "s", path);
     int status = -1;
-    std::uint64_t id = 0;
+    BareConnection connection;
     const char* object = nullptr;
     int type = 0;
-    if (reply != nullptr) {
-        sd_bus_message_read(reply, "itoi", &status, &id, &object, &type);
-        sd_bus_message_unref(reply);
+    if (reply != nullptr && sd_bus_message_read(reply, "itoi", &status, &connection.id, &object, &type) >= 0) {
+        connection.object = object;
     }
-    return id;
-}
-
-int bareGetValue(BusClient& client, std::uint64_t id) {
-    sd_bus_message* reply = nullptr;
-    sd_bus_call_method(client.bus(), "io.sysaccess.TvSim", kVolumeObject, "io.sysaccess.TvSim.Value", "GetValue",
-                       nullptr, &reply, "t", id);
-    int status = 0;
-    int value = 0;
-    sd_bus_message_read(reply, "iv", &status, "i", &value);
     sd_bus_message_unref(reply);
-    return value;
+    return connection;
 }
 
-template <typename Call>
-void timeOne(std::vector<double>& samples, Call call) {
-    const auto start = Clock::now();
-    benchmark::DoNotOptimize(call());
-    samples.push_back(std::chrono::duration<double, std::micro>(Clock::now() - start).count());
+// What a benchmark of one value type needs: its accessor, two paths of that
+// type, and the values its writes take in turn.
+template <typename T>
+struct ValueKind;
+
+template <>
+struct ValueKind<int> {
+    using Access = access::ValueAccessT<lomodelapi::ObserverNumericInteger>;
+    static constexpr const char* kPath = kVolume;
+    static constexpr const char* kOtherPath = "orvik.sl2.i32.audio.mute";
+    static int value(int step) { return step % 100; }
+    static int read(sd_bus_message* reply) {
+        int value = 0;
+        sd_bus_message_read(reply, "v", "i", &value);
+        return value;
+    }
+    static int append(sd_bus_message* call, const BareConnection& connection, int value) {
+        return sd_bus_message_append(call, "tv", connection.id, "i", value);
+    }
+};
+
+template <>
+struct ValueKind<std::string> {
+    using Access = access::ValueAccessT<lomodelapi::ObserverString>;
+    static constexpr const char* kPath = "orvik.sl2.str.system.menu-language";
+    static constexpr const char* kOtherPath = "orvik.sl2.str.tvservice.channel-name";
+    static std::string value(int step) { return step % 2 == 0 ? "eng" : "fra"; }
+    static std::string read(sd_bus_message* reply) {
+        const char* value = "";
+        sd_bus_message_read(reply, "v", "s", &value);
+        return value;
+    }
+    static int append(sd_bus_message* call, const BareConnection& connection, const std::string& value) {
+        return sd_bus_message_append(call, "tv", connection.id, "s", value.c_str());
+    }
+};
+
+// GetValue written bare: one sd_bus_call; the value read as the accessor reads it. False on any failure.
+template <typename T>
+bool bareGet(BusClient& client, const BareConnection& connection, T& out) {
+    sd_bus_message* reply = nullptr;
+    if (sd_bus_call_method(client.bus(), kService, connection.object.c_str(), "io.sysaccess.TvSim.Value", "GetValue",
+                           nullptr, &reply, "t", connection.id) < 0) {
+        return false;
+    }
+    int status = -1;
+    const bool read = sd_bus_message_read_basic(reply, 'i', &status) >= 0;
+    out = ValueKind<T>::read(reply);
+    sd_bus_message_unref(reply);
+    return read && status == 0;
 }
 
-// Each iteration times one remote call and one bare call, so that both meet
-// the same load on a shared machine; the order alternates.
-void getInt(benchmark::State& state) {
-    NullIntegerObserver observer;
-    RootInterface* root = remoteRoot();
-    ModelObject* object = nullptr;
-    if (root == nullptr || root->connect(kVolume, &observer, object) != 0 || object == nullptr) {
-        state.SkipWithError("no remote connection");
+template <typename T>
+bool bareSet(BusClient& client, const BareConnection& connection, const T& value) {
+    sd_bus_message* call = nullptr;
+    sd_bus_message* reply = nullptr;
+    bool done = sd_bus_message_new_method_call(client.bus(), &call, kService, connection.object.c_str(),
+                                               "io.sysaccess.TvSim.Value", "SetValue") >= 0 &&
+                ValueKind<T>::append(call, connection, value) >= 0 &&
+                sd_bus_call(client.bus(), call, 0, nullptr, &reply) >= 0;
+    int status = -1;
+    done = done && sd_bus_message_read_basic(reply, 'i', &status) >= 0 && status == 0;
+    sd_bus_message_unref(reply);
+    sd_bus_message_unref(call);
+    return done;
+}
+
+// Frees the signals the client has received.
+void forgetSignals(BusClient& client) {
+    for (const tvsimd_test::Signal& signal : client.signals()) {
+        sd_bus_message_unref(signal.message);
+    }
+    client.signals().clear();
+}
+
+// The signals a bare client was sent meanwhile (the changes its writes cause), read and dropped untimed.
+void dropSignals(BusClient& client) {
+    client.settle(std::chrono::milliseconds(0));
+    forgetSignals(client);
+}
+
+double microsBetween(Clock::time_point from, Clock::time_point to) {
+    return std::chrono::duration<double, std::micro>(to - from).count();
+}
+
+// One call of a pair: whether it did what it should, and how long it took in microseconds.
+using Timed = std::function<bool(double& us)>;
+
+// Timed from the call's start to its return.
+Timed wholeCall(std::function<bool()> call) {
+    return [call = std::move(call)](double& us) {
+        const auto start = Clock::now();
+        const bool done = call();
+        us = microsBetween(start, Clock::now());
+        return done;
+    };
+}
+
+// One series of calls measured side by side with others: the prefix of its
+// counters ("" for the library's figure) and its call.
+struct Series {
+    std::string name;
+    Timed call;
+};
+
+// Times one call of each series per iteration, in turn, the first rotating
+// every iteration so that all meet the same load on a shared machine. The
+// first call that did not do what it should ends the benchmark with an error.
+// Reports p50 and p90 of each series.
+void interleave(
+    benchmark::State& state, const std::vector<Series>& series, const std::function<void()>& afterEach = [] {}) {
+    std::vector<std::vector<double>> samples(series.size());
+    std::size_t first = 0;
+    for (auto _ : state) {
+        for (std::size_t turn = 0; turn < series.size(); ++turn) {
+            const std::size_t index = (first + turn) % series.size();
+            double us = 0;
+            if (!series[index].call(us)) {
+                state.SkipWithError(("a call of the series '" + series[index].name + "' failed").c_str());
+                return;
+            }
+            samples[index].push_back(us);
+        }
+        afterEach();
+        first = (first + 1) % series.size();
+    }
+    for (std::size_t index = 0; index < series.size(); ++index) {
+        state.counters[series[index].name + "p50_us"] = percentileUs(samples[index], 0.5);
+        state.counters[series[index].name + "p90_us"] = percentileUs(samples[index], 0.9);
+    }
+}
+
+// A connected accessor of the type's path and a bare client connected to barePath.
+template <typename T>
+struct AccessorAndBare {
+    explicit AccessorAndBare(const char* barePath)
+        : accessor(ValueKind<T>::kPath),
+          client(service().bus.address()),
+          connection(bareConnect(client, barePath)),
+          connected(accessor.connect(1000) == 0 && connection.id != 0) {}
+
+    typename ValueKind<T>::Access accessor;
+    BusClient client;
+    const BareConnection connection;
+    const bool connected;
+};
+
+template <typename T>
+void accessorGet(benchmark::State& state) {
+    AccessorAndBare<T> pair(ValueKind<T>::kPath);
+    if (!pair.connected) {
+        state.SkipWithError("no connection");
         return;
     }
-    auto* integer = static_cast<NumericIntegerObject*>(object);
-    BusClient client(service().bus.address());
-    const std::uint64_t id = bareConnect(client);
-    std::vector<double> remote;
-    std::vector<double> bare;
-    bool remoteFirst = true;
-    for (auto _ : state) {
-        const auto remoteCall = [&] { timeOne(remote, [&] { return integer->getValue(); }); };
-        const auto bareCall = [&] { timeOne(bare, [&] { return bareGetValue(client, id); }); };
-        if (remoteFirst) {
-            remoteCall();
-            bareCall();
-        } else {
-            bareCall();
-            remoteCall();
-        }
-        remoteFirst = !remoteFirst;
+    T value{};
+    interleave(state, {{"", wholeCall([&] { return pair.accessor.getValue(value) == 0; })},
+                       {"bare_", wholeCall([&] { return bareGet(pair.client, pair.connection, value); })}});
+}
+
+template <typename T>
+void accessorSet(benchmark::State& state) {
+    // The bare client writes another path: each client then hears only of its own writes, as the platform
+    // notifies a writer's own connection too, and neither pays for hearing the other's.
+    AccessorAndBare<T> pair(ValueKind<T>::kOtherPath);
+    if (!pair.connected) {
+        state.SkipWithError("no connection");
+        return;
     }
-    root->disconnect(kVolume, &observer, object);
-    reportLatency(state, remote);
-    state.counters["bare_p50_us"] = percentileUs(bare, 0.5);
-    state.counters["bare_p99_us"] = percentileUs(bare, 0.99);
+    int step = 0;
+    interleave(
+        state,
+        {{"", wholeCall([&] { return pair.accessor.setValue(ValueKind<T>::value(++step)) == 0; })},
+         {"bare_", wholeCall([&] { return bareSet(pair.client, pair.connection, ValueKind<T>::value(++step)); })}},
+        [&] { dropSignals(pair.client); });
+}
+
+// When each value reached a handler, for the thread that waits for it.
+class Arrivals {
+public:
+    void record(int value) {
+        const auto now = Clock::now();
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            m_value = value;
+            m_at = now;
+        }
+        m_arrived.notify_one();
+    }
+
+    // When the value arrived; false when it did not within 5 s.
+    bool waitFor(int value, Clock::time_point& at) {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        const bool came = m_arrived.wait_for(lock, std::chrono::seconds(5), [&] { return m_value == value; });
+        at = m_at;
+        return came;
+    }
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_arrived;
+    int m_value = -1;
+    Clock::time_point m_at;
+};
+
+class ArrivalHandler final : public access::ValueHandler {
+public:
+    explicit ArrivalHandler(Arrivals& arrivals) : m_arrivals(arrivals) {}
+    void onNewValue(const access::ValueObject& value) override { m_arrivals.record(static_cast<int>(value)); }
+
+private:
+    Arrivals& m_arrivals;
+};
+
+// A bare sd-bus receiver whose reading thread hands each value to a second
+// thread, where its handler runs: the one hand-off the platform's threading
+// makes (a bus thread reads, one callback thread runs every handler), and nothing else.
+class HandOffReceiver {
+public:
+    HandOffReceiver(const char* path, Arrivals& arrivals)
+        : m_client(service().bus.address()),
+          m_connected(bareConnect(m_client, path).id != 0),
+          m_arrivals(arrivals),
+          m_handler([this] { runHandlers(); }),
+          m_reader([this] { read(); }) {}
+
+    ~HandOffReceiver() {
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            m_stopping = true;
+        }
+        m_posted.notify_one();
+        m_reader.join();
+        m_handler.join();
+    }
+
+    HandOffReceiver(const HandOffReceiver&) = delete;
+    HandOffReceiver& operator=(const HandOffReceiver&) = delete;
+
+    bool connected() const { return m_connected; }
+
+private:
+    bool stopping() {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return m_stopping;
+    }
+
+    void read() {
+        while (!stopping()) {
+            m_client.waitForSignals(1, std::chrono::milliseconds(20));
+            for (const tvsimd_test::Signal& signal : m_client.signals()) {
+                std::uint64_t id = 0;
+                int value = 0;
+                if (sd_bus_message_read(signal.message, "tv", &id, "i", &value) >= 0) {
+                    {
+                        std::lock_guard<std::mutex> lock(m_mutex);
+                        m_values.push_back(value);
+                    }
+                    m_posted.notify_one();
+                }
+            }
+            forgetSignals(m_client);
+        }
+    }
+
+    void runHandlers() {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        for (;;) {
+            m_posted.wait(lock, [&] { return m_stopping || !m_values.empty(); });
+            if (m_values.empty()) {
+                return;
+            }
+            const int value = m_values.front();
+            m_values.pop_front();
+            lock.unlock();
+            m_arrivals.record(value);
+            lock.lock();
+        }
+    }
+
+    BusClient m_client;  // the reading thread's once it runs
+    const bool m_connected;
+    Arrivals& m_arrivals;
+    std::mutex m_mutex;
+    std::condition_variable m_posted;
+    std::deque<int> m_values;
+    bool m_stopping = false;
+    std::thread m_handler;
+    std::thread m_reader;
+};
+
+// Control.Set from the connection, sent without waiting for its reply, as the platform's own change would come.
+bool sendSet(BusClient& control, const char* path, int value) {
+    sd_bus_message* set = nullptr;
+    const bool sent = sd_bus_message_new_method_call(control.bus(), &set, kService, kControlPath,
+                                                     "io.sysaccess.TvSim.Control", "Set") >= 0 &&
+                      sd_bus_message_append(set, "sv", path, "i", value) >= 0 &&
+                      sd_bus_message_set_expect_reply(set, 0) >= 0 && sd_bus_send(control.bus(), set, nullptr) >= 0;
+    sd_bus_message_unref(set);
+    return sent;
+}
+
+// Each receiver watches a path of its own, so that each Set has one receiver.
+void accessorNotifyInt(benchmark::State& state) {
+    constexpr const char* kBarePath = ValueKind<int>::kOtherPath;
+    constexpr const char* kHandOffPath = "orvik.sl2.i32.tvservice.no-banner";
+    service();
+    Arrivals library;
+    Arrivals handedOff;
+    ValueKind<int>::Access watcher(kVolume, std::make_shared<ArrivalHandler>(library));
+    BusClient receiver(service().bus.address());
+    HandOffReceiver handOff(kHandOffPath, handedOff);
+    BusClient control(service().bus.address());
+    if (watcher.connect(1000) != 0 || bareConnect(receiver, kBarePath).id == 0 || !handOff.connected()) {
+        state.SkipWithError("no connection");
+        return;
+    }
+    // Each is timed from the Set's sending to where its handler had the value, not to where this thread woke.
+    int step = 0;
+    const auto handled = [&](const char* path, Arrivals& arrivals) -> Timed {
+        return [&step, &control, &arrivals, path](double& us) {
+            const int value = ++step;
+            const auto sent = Clock::now();
+            Clock::time_point arrived;
+            const bool came = sendSet(control, path, value) && arrivals.waitFor(value, arrived);
+            us = microsBetween(sent, arrived);
+            return came;
+        };
+    };
+    const Timed bare = [&](double& us) {
+        const int value = ++step;
+        const auto sent = Clock::now();
+        bool came = sendSet(control, kBarePath, value) && receiver.waitForSignals(1);
+        us = microsBetween(sent, Clock::now());
+        std::uint64_t id = 0;
+        int got = -1;
+        came =
+            came && sd_bus_message_read(receiver.signals().front().message, "tv", &id, "i", &got) >= 0 && got == value;
+        forgetSignals(receiver);
+        return came;
+    };
+    interleave(state,
+               {{"", handled(kVolume, library)}, {"bare_", bare}, {"handoff_", handled(kHandOffPath, handedOff)}});
 }
 
 // Receives the changes 1..count in order and notes when each came.
@@ -166,7 +474,7 @@ private:
 // A bare sd-bus receiver of the same changes, on a thread of its own.
 void bareReceive(int count, std::vector<Clock::time_point>& arrivals, bool& disorder, std::atomic<bool>& connected) {
     BusClient client(service().bus.address());
-    bareConnect(client);
+    bareConnect(client, kVolume);
     connected = true;
     int last = 0;
     const auto deadline = Clock::now() + std::chrono::seconds(30);
@@ -276,6 +584,7 @@ void sourceSwitchProcesses(benchmark::State& state) {
     service();
     for (auto _ : state) {
         std::vector<std::unique_ptr<tvsimd_test::ChildProcess>> clients;
+        clients.reserve(static_cast<std::size_t>(processes));
         for (int index = 0; index < processes; ++index) {
             clients.push_back(std::make_unique<tvsimd_test::ChildProcess>(
                 std::vector<std::string>{REMOTE_CLIENT_PATH, "--bus", service().bus.address()}));
@@ -297,7 +606,11 @@ void sourceSwitchProcesses(benchmark::State& state) {
     }
 }
 
-BENCHMARK(getInt)->Name("Remote/get_int")->Iterations(20000);
+BENCHMARK(accessorGet<int>)->Name("Remote/accessor_get_int")->Iterations(10000);
+BENCHMARK(accessorSet<int>)->Name("Remote/accessor_set_int")->Iterations(10000);
+BENCHMARK(accessorGet<std::string>)->Name("Remote/accessor_get_string")->Iterations(10000);
+BENCHMARK(accessorSet<std::string>)->Name("Remote/accessor_set_string")->Iterations(10000);
+BENCHMARK(accessorNotifyInt)->Name("Remote/accessor_notify_int")->Iterations(6000);
 BENCHMARK(notify20k)->Name("Remote/notify_20k")->Arg(0)->Iterations(1)->Unit(benchmark::kSecond);
 BENCHMARK(notify20k)->Name("Remote/bare_notify_20k")->Arg(1)->Iterations(1)->Unit(benchmark::kSecond);
 BENCHMARK(sourceSwitchProcesses)

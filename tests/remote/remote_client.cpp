@@ -15,6 +15,7 @@
 //   iterate PATH             iterator over the table: "create S", then "iterator EVENT V" per event
 //   source OPERATION         a SourceSwitchAccess request: "source 1" | "source 0"
 //   sources N                N pause/resume AV requests in turn: "sources ANSWERED_TRUE"
+//   flush                    tvsim::flushServiceNotifications: "flush 1" when the service answered
 //   quit
 #include <system_access/action_access.h>
 #include <system_access/iterator_access.h>
@@ -22,6 +23,7 @@
 #include <system_access/value_access.h>
 #include <system_access/value_object.h>
 #include <tvsim/platform_choice.h>
+#include <tvsim/service_flush.h>
 
 #include <cstdio>
 #include <functional>
@@ -164,6 +166,8 @@ public:
                 answeredTrue += sourceOperation(index % 2 == 0 ? "pauseAV" : "resumeAV") ? 1 : 0;
             }
             say("sources " + std::to_string(answeredTrue));
+        } else if (command == "flush") {
+            say(std::string("flush ") + (tvsim::flushServiceNotifications() ? "1" : "0"));
         } else if (command == "quit") {
             return false;
         } else {

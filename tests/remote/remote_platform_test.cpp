@@ -120,15 +120,32 @@ TEST_F(RemotePlatformTest, SignalsFromOtherPeersAreNotBelieved) {
     };
     forge(victimName, "/io/sysaccess/TvSim/model/orvik/sl2/i32/audio/volume", "io.sysaccess.TvSim.Value", "Changed",
           [&](sd_bus_message* m) { sd_bus_message_append(m, "tv", id, "i", 666); });
+    forge(victimName, "/io/sysaccess/TvSim/model/orvik/sl2/i32/audio/volume", "io.sysaccess.TvSim.Object",
+          "TypeChanged", [&](sd_bus_message* m) { sd_bus_message_append(m, "ti", id, 2); });
     forge(victimName, "/org/freedesktop/DBus", "org.freedesktop.DBus", "NameOwnerChanged",
           [&](sd_bus_message* m) { sd_bus_message_append(m, "sss", "io.sysaccess.TvSim", service.c_str(), ""); });
     forge(service, "/org/freedesktop/DBus", "org.freedesktop.DBus", "NameOwnerChanged",
           [&](sd_bus_message* m) { sd_bus_message_append(m, "sss", victimName.c_str(), victimName.c_str(), ""); });
     sd_bus_flush(attacker.bus());
 
-    // The victim's watch still stands at the service, and the next change it hears is the service's.
+    // The victim's watch still stands at the service, the next change it hears
+    // is the service's, and its reads still check the type the service reports.
     tv.setValue(kVolume, 77);
     EXPECT_EQ(victim.next("changed"), std::string("changed ") + kVolume + " 77");
+    EXPECT_EQ(victim.ask(std::string("get ") + kVolume, "get"), "get 0 77");
+}
+
+// A client keeps the type its reads check from its connect on, and the service
+// sends each change of it: a type fault injected and flushed is seen by the next read.
+TEST_F(RemotePlatformTest, ATypeFaultIsSeenByTheNextReadAfterAFlush) {
+    Client reader;
+    ASSERT_EQ(reader.ask(std::string("get ") + kVolume, "get"), "get 0 12");
+    for (const auto type : {lomodelapi::OBJECT_TYPE_STRING, lomodelapi::OBJECT_TYPE_NUMERIC_INTEGER}) {
+        tv.reportType(kVolume, type);
+        EXPECT_EQ(reader.ask("flush", "flush"), "flush 1");
+        EXPECT_EQ(reader.ask(std::string("get ") + kVolume, "get"),
+                  type == lomodelapi::OBJECT_TYPE_STRING ? "get 6 0" : "get 0 12");
+    }
 }
 
 TEST_F(RemotePlatformTest, VectorWritesReachTheService) {
@@ -213,7 +230,7 @@ TEST_F(RemotePlatformTest, DaemonLossNeverHangsAndARestartIsPickedUp) {
     EXPECT_EQ(engine.next("source", milliseconds(300)), "(nothing)");
     tvsimd->process().stop(SIGKILL);
     EXPECT_EQ(engine.next("source"), "source 0");
-    // The type check before the read gets no answer either: the accessor's type-mismatch status.
+    // The type check before the read finds no service to connect anew with: the accessor's type-mismatch status.
     EXPECT_EQ(engine.ask(std::string("get ") + kVolume, "get"), "get 6 0");
 
     tvsimd = std::make_unique<Tvsimd>(s_bus->address());

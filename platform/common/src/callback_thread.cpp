@@ -19,18 +19,22 @@ CallbackThread::~CallbackThread() {
 
 CallbackThread::Ticket CallbackThread::post(const SubscriptionPtr& subscription, Call call,
                                             std::chrono::milliseconds delay) {
-    Lock lock(m_mutex);
-    if (m_stopped || (m_stopping && delay.count() > 0)) {
-        return 0;
+    Ticket ticket = 0;
+    {
+        Lock lock(m_mutex);
+        if (m_stopped || (m_stopping && delay.count() > 0)) {
+            return 0;
+        }
+        Item item{m_nextTicket++, subscription, std::move(call)};
+        ticket = item.ticket;
+        m_pending.insert(ticket);
+        if (delay.count() > 0) {
+            m_delayed.emplace(std::make_pair(Clock::now() + delay, ticket), std::move(item));
+        } else {
+            m_ready.push_back(std::move(item));
+        }
     }
-    Item item{m_nextTicket++, subscription, std::move(call)};
-    Ticket ticket = item.ticket;
-    m_pending.insert(ticket);
-    if (delay.count() > 0) {
-        m_delayed.emplace(std::make_pair(Clock::now() + delay, ticket), std::move(item));
-    } else {
-        m_ready.push_back(std::move(item));
-    }
+    // Once the mutex is free: the dispatcher woken would otherwise wake only to wait for it, a second wake-up.
     m_workArrived.notify_one();
     return ticket;
 }

@@ -10,8 +10,10 @@ namespace {
 
 using bus::check;
 
-// What every object shares: its connection and GetType, which the library asks
-// before every read and write (the service applies its type faults there).
+// What every object shares: its connection and getType, which the library
+// asks before every read and write. The type comes with the connection and
+// with each change the service sends, not from a call of its own, so that a
+// read or write is one round trip.
 template <typename Base>
 class RemoteObject : public Base {
 public:
@@ -19,15 +21,7 @@ public:
 
     int getType(lomodelapi::ObjectTypeSpec& type) override {
         type = lomodelapi::OBJECT_TYPE_NONE;
-        return call(
-            bus::kObjectInterface, "GetType", [](sd_bus_message*) {},
-            [&](sd_bus_message* reply) {
-                int status = 0;
-                int code = 0;
-                check(sd_bus_message_read(reply, "ii", &status, &code), "read type");
-                type = static_cast<lomodelapi::ObjectTypeSpec>(code);
-                return status;
-            });
+        return m_root.reportedType(m_connection, type);
     }
 
 protected:

@@ -131,18 +131,28 @@ bool RemoteRoot::ensureOpen() {
     return m_bus.isOpen();
 }
 
-bool RemoteRoot::connectOnService(const std::string& path, int& status, std::uint64_t& id, std::string& objectPath,
-                                  int& realType) {
+bool RemoteRoot::dispatchArrived() {
+    bool any = false;
+    int processed = 0;
+    while ((processed = m_bus.process()) > 0) {
+        any = true;
+    }
+    return any || processed < 0;
+}
+
+bool RemoteRoot::connectOnService(const std::string& path, ConnectReply& answer) {
     std::string errorName;
     Message reply = callService(
         bus::kControlPath, bus::kPlatformInterface, "Connect",
         [&](sd_bus_message* request) { check(sd_bus_message_append_basic(request, 's', path.c_str()), "append"); },
         errorName);
     const char* object = nullptr;
-    if (!reply || sd_bus_message_read(reply.get(), "itoi", &status, &id, &object, &realType) < 0) {
+    if (!reply || sd_bus_message_read(reply.get(), "itoii", &answer.status, &answer.id, &object, &answer.realType,
+                                      &answer.reportedType) < 0) {
+        answer.status = kStatusServiceUnavailable;
         return false;
     }
-    objectPath = object;
+    answer.objectPath = object;
     return true;
 }
 
@@ -150,18 +160,15 @@ bool RemoteRoot::ensureCurrent(RemoteConnection& connection) {
     if (connection.generation == m_generation) {
         return true;
     }
-    int status = 0;
-    std::uint64_t id = 0;
-    std::string objectPath;
-    int realType = 0;
-    if (!ensureOpen() || !connectOnService(connection.modelPath, status, id, objectPath, realType) || status != 0 ||
-        id == 0) {
+    ConnectReply answer;
+    if (!ensureOpen() || !connectOnService(connection.modelPath, answer) || !answer.madeObject()) {
         return false;
     }
-    connection.id = id;
-    connection.objectPath = objectPath;
+    connection.id = answer.id;
+    connection.objectPath = answer.objectPath;
+    connection.reportedType = static_cast<lomodelapi::ObjectTypeSpec>(answer.reportedType);
     connection.generation = m_generation;
-    m_byId[id] = &connection;
+    m_byId[answer.id] = &connection;
     return true;
 }
 
@@ -199,28 +206,26 @@ int RemoteRoot::interfaceReference(const std::string& name, bool& filled, bool& 
 
 int RemoteRoot::connect(const std::string& path, lomodelapi::Observer* observer, ModelObject*& object) {
     object = nullptr;
-    int status = kStatusServiceUnavailable;
+    ConnectReply answer;
     {
         Lock lock(m_mutex);
-        std::uint64_t id = 0;
-        std::string objectPath;
-        int realType = 0;
-        if (ensureOpen() && connectOnService(path, status, id, objectPath, realType) && status == 0 && id != 0) {
+        if (ensureOpen() && connectOnService(path, answer) && answer.madeObject()) {
             auto connection = std::make_unique<RemoteConnection>();
             connection->modelPath = path;
-            connection->realType = static_cast<lomodelapi::ObjectTypeSpec>(realType);
+            connection->realType = static_cast<lomodelapi::ObjectTypeSpec>(answer.realType);
+            connection->reportedType = static_cast<lomodelapi::ObjectTypeSpec>(answer.reportedType);
             connection->observer = observer;
-            connection->id = id;
-            connection->objectPath = objectPath;
+            connection->id = answer.id;
+            connection->objectPath = answer.objectPath;
             connection->generation = m_generation;
             connection->object = makeRemoteObject(*this, *connection);
             object = connection->object.get();
             // In place before the bus thread can dispatch this connection's first signal.
-            m_byId[id] = connection.get();
+            m_byId[answer.id] = connection.get();
             m_connections.emplace(object, std::move(connection));
         }
     }
-    return status;
+    return answer.status;
 }
 
 int RemoteRoot::disconnect(const std::string& path, lomodelapi::Observer* observer, ModelObject* object) {
@@ -265,6 +270,23 @@ int RemoteRoot::disconnect(const std::string& path, lomodelapi::Observer* observ
         if (reply) {
             status = bus::readStatus(reply.get());
         }
+    }
+    return status;
+}
+
+int RemoteRoot::reportedType(RemoteConnection& connection, lomodelapi::ObjectTypeSpec& type) {
+    int status = kStatusServiceUnavailable;
+    bool dispatched = false;
+    {
+        Lock lock(m_mutex);
+        dispatched = dispatchArrived();
+        if (ensureCurrent(connection)) {
+            type = connection.reportedType;
+            status = 0;
+        }
+    }
+    if (dispatched) {
+        wake();
     }
     return status;
 }
@@ -438,8 +460,7 @@ bool RemoteRoot::flush() {
                 callService(bus::kControlPath, bus::kControlInterface, "Flush", noArguments, errorName);
             answered = reply != nullptr;
             // Here rather than on the bus thread, so that they are queued before the callback thread is flushed.
-            while (m_bus.process() > 0) {
-            }
+            dispatchArrived();
         }
     }
     wake();  // whatever the dispatch left to do (a reconnect, a lost bus) is the bus thread's

@@ -53,6 +53,10 @@ constexpr int kStatusServiceUnavailable = 4;
 struct RemoteConnection {
     std::string modelPath;
     lomodelapi::ObjectTypeSpec realType = lomodelapi::OBJECT_TYPE_NONE;
+    // What the object's getType answers in the service: given by Connect, then
+    // by each Object.TypeChanged, which the service sends in order with the
+    // connection's other signals (and so ahead of a Flush reply).
+    lomodelapi::ObjectTypeSpec reportedType = lomodelapi::OBJECT_TYPE_NONE;
     lomodelapi::Observer* observer = nullptr;
     SubscriptionPtr subscription = std::make_shared<Subscription>();
     std::unique_ptr<ModelObject> object;
@@ -85,6 +89,17 @@ struct RemoteIterator final : public TableIteratorObject, public IteratorMoves {
     std::uint64_t generation = 0;  // it exists only in that service instance
 };
 
+// What Platform.Connect answered.
+struct ConnectReply {
+    int status = kStatusServiceUnavailable;
+    std::uint64_t id = 0;
+    std::string objectPath;
+    int realType = 0;
+    int reportedType = 0;
+
+    bool madeObject() const { return status == 0 && id != 0; }
+};
+
 struct IteratorRequest {
     lomodelapi::IteratorType type = lomodelapi::ITERATOR_TYPE_DEFAULT;
     const std::vector<lomodelapi::TableSelection>& selections;
@@ -112,6 +127,11 @@ public:
     int disconnect(const std::string& path, lomodelapi::Observer* observer, ModelObject* object) override
         SYSACCESS_EXCLUDES(m_mutex);
 
+    // ModelObject::getType without a round trip: the connection's reported type,
+    // once whatever the bus has already brought (a type change, a loss of the
+    // service) is dispatched; kStatusServiceUnavailable when a connection of an
+    // earlier service instance cannot be made anew.
+    int reportedType(RemoteConnection& connection, lomodelapi::ObjectTypeSpec& type) SYSACCESS_EXCLUDES(m_mutex);
     // Calls the member on the connection's object: its id, then what append adds.
     // Re-makes a connection of an earlier service instance first.
     int callObject(RemoteConnection& connection, const char* interface, const char* member, const Append& append,
@@ -142,13 +162,16 @@ private:
     // After a call: the socket back in the bus thread's watch, and the bus
     // thread woken when the call left messages queued for it.
     void returnBus() SYSACCESS_REQUIRES(m_mutex);
+    // Dispatches every message already read or waiting on the socket, on the
+    // calling thread; true when there was any (the bus thread may have a
+    // reconnect or a lost bus to see to, and must be woken once the mutex is free).
+    bool dispatchArrived() SYSACCESS_REQUIRES(m_mutex);
 
     bool ensureOpen() SYSACCESS_REQUIRES(m_mutex);
     // Re-connects a connection made with an earlier instance of the service; false when that failed.
     bool ensureCurrent(RemoteConnection& connection) SYSACCESS_REQUIRES(m_mutex);
     // Platform.Connect; false when no reply came.
-    bool connectOnService(const std::string& path, int& status, std::uint64_t& id, std::string& objectPath,
-                          int& realType) SYSACCESS_REQUIRES(m_mutex);
+    bool connectOnService(const std::string& path, ConnectReply& answer) SYSACCESS_REQUIRES(m_mutex);
     int callObjectLocked(RemoteConnection& connection, const char* interface, const char* member, const Append& append,
                          const Read& read) SYSACCESS_REQUIRES(m_mutex);
 

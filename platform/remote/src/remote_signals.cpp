@@ -142,7 +142,12 @@ void RemoteRoot::dispatchConnectionSignal(sd_bus_message* message, const std::st
     if (found == m_byId.end()) {
         return;
     }
-    const RemoteConnection& connection = *found->second;
+    RemoteConnection& connection = *found->second;
+    if (interface == bus::kObjectInterface && member == "TypeChanged") {
+        // Taken here, under the mutex, so that the next getType answers it: no observer hears of it.
+        connection.reportedType = static_cast<lomodelapi::ObjectTypeSpec>(readInteger(message));
+        return;
+    }
     lomodelapi::Observer* observer = connection.observer;
     CallbackThread::Call call;
     ValueType valueType = ValueType::INTEGER;

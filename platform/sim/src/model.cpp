@@ -4,6 +4,7 @@
 #include "tables.h"
 
 #include <tvsim/control_error.h>
+#include <tvsim/reported_type_observer.h>
 
 #include <algorithm>
 
@@ -180,11 +181,35 @@ lomodelapi::ObjectTypeSpec Model::reportedType(const Entry& entry) const {
         return entry.type;
     }
     Lock lock(m_mutex);
+    return reportedTypeLocked(entry);
+}
+
+lomodelapi::ObjectTypeSpec Model::reportedTypeLocked(const Entry& entry) const {
     auto faults = m_faults.find(entry.path);
     if (faults != m_faults.end() && faults->second.reportedType) {
         return *faults->second.reportedType;
     }
     return entry.type;
+}
+
+Model::ReportedTypes Model::reportedTypesAt(const std::string& path) const {
+    // Connections made before the path was given another object keep theirs, and its type.
+    ReportedTypes types;
+    for (const auto& [object, connection] : m_connections) {
+        if (connection->entry->path == path) {
+            types.emplace_back(connection.get(), reportedTypeLocked(*connection->entry));
+        }
+    }
+    return types;
+}
+
+void Model::notifyReportedTypeChanges(const ReportedTypes& before) {
+    for (const auto& [connection, type] : before) {
+        const lomodelapi::ObjectTypeSpec now = reportedTypeLocked(*connection->entry);
+        if (now != type) {
+            postTo<ReportedTypeObserver>(*connection, [now](auto& observer) { observer.notifyReportedType(now); });
+        }
+    }
 }
 
 int Model::write(Entry& entry, ModelValue value) {
@@ -284,10 +309,12 @@ void Model::nullObjectOnNextConnects(const std::string& path, int count) {
 void Model::reportType(const std::string& path, lomodelapi::ObjectTypeSpec type) {
     Lock lock(m_mutex);
     PathFaults& faults = faultsFor(path, lomodelapi::OBJECT_TYPE_NONE);
+    const ReportedTypes before = reportedTypesAt(path);
     faults.reportedType = type;
     if (type == entryAt(path).type) {
         faults.reportedType.reset();
     }
+    notifyReportedTypeChanges(before);
     m_anyReportedType.store(true, std::memory_order_release);
 }
 
@@ -306,7 +333,9 @@ void Model::failGetter(const std::string& path, int status) {
 void Model::clearFaults(const std::string& path) {
     Lock lock(m_mutex);
     entryAt(path);
+    const ReportedTypes before = reportedTypesAt(path);
     m_faults.erase(path);
+    notifyReportedTypeChanges(before);
 }
 
 std::map<std::string, PathFaults> Model::pathFaults() const {

@@ -151,6 +151,13 @@ private:
     // (any object when needed is OBJECT_TYPE_NONE). A count must not be negative.
     PathFaults& faultsFor(const std::string& path, lomodelapi::ObjectTypeSpec needed, int count = 0)
         SYSACCESS_REQUIRES(m_mutex);
+    lomodelapi::ObjectTypeSpec reportedTypeLocked(const Entry& entry) const SYSACCESS_REQUIRES(m_mutex);
+    // What getType answers through each connection to the path; taken before a
+    // change of its faults, so that afterwards each connection whose answer
+    // changed is told (when its observer is a ReportedTypeObserver).
+    using ReportedTypes = std::vector<std::pair<const Connection*, lomodelapi::ObjectTypeSpec>>;
+    ReportedTypes reportedTypesAt(const std::string& path) const SYSACCESS_REQUIRES(m_mutex);
+    void notifyReportedTypeChanges(const ReportedTypes& before) SYSACCESS_REQUIRES(m_mutex);
     void notifyValue(const Entry& entry) SYSACCESS_REQUIRES(m_mutex);
     void notifyTableUpdate(const Entry& table, int change) SYSACCESS_REQUIRES(m_mutex);
     // Fills the invoke record of the id with the reply (optionally only one without a reply yet).

@@ -1,5 +1,6 @@
 // io.sysaccess.TvSim.Object, on every model object: its type, as the platform
-// reports it through a connection (GetType), and as the model holds it (Type).
+// reports it through a connection (GetType, and TypeChanged whenever that
+// answer changes), and as the model holds it (Type).
 #include "bus_error.h"
 #include "bus_names.h"
 #include "interfaces.h"
@@ -47,7 +48,9 @@ const sd_bus_vtable kVtable[] = {
     SD_BUS_METHOD_WITH_NAMES("GetType", "t", SD_BUS_PARAM(connection), "ii", SD_BUS_PARAM(status) SD_BUS_PARAM(type),
                              getType, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_PROPERTY("Path", "s", pathProperty, 0, SD_BUS_VTABLE_PROPERTY_CONST),
-    SD_BUS_PROPERTY("Type", "s", typeProperty, 0, kPropertyWithoutChangeSignal), SD_BUS_VTABLE_END};
+    SD_BUS_PROPERTY("Type", "s", typeProperty, 0, kPropertyWithoutChangeSignal),
+    SD_BUS_SIGNAL_WITH_NAMES("TypeChanged", "ti", SD_BUS_PARAM(connection) SD_BUS_PARAM(type), 0),
+    SD_BUS_VTABLE_END};
 
 }  // namespace
 

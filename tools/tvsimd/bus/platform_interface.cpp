@@ -32,8 +32,10 @@ int getInterfaceReference(sd_bus_message* call, void*, sd_bus_error* error) {
     });
 }
 
-// Connect(s path) -> (i status, t connection, o object, i realType). An object
-// is handed out only with status 0; otherwise connection is 0 and object "/".
+// Connect(s path) -> (i status, t connection, o object, i realType, i type). An
+// object is handed out only with status 0; otherwise connection is 0, object
+// "/" and type 0. type is what the object's getType answers now; each change
+// of it follows as Object.TypeChanged.
 int connect(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
         ClientParts& parts = partsOf<ClientParts>(userdata);
@@ -47,9 +49,14 @@ int connect(sd_bus_message* call, void* userdata, sd_bus_error* error) {
                                std::to_string(status));
         const std::uint64_t id = made != nullptr ? made->id : 0;
         const std::string object = made != nullptr ? objectPath : "/";
+        lomodelapi::ObjectTypeSpec type = lomodelapi::OBJECT_TYPE_NONE;
+        if (made != nullptr) {
+            made->object->getType(type);
+        }
         try {
             return reply(call, [&](sd_bus_message* answer) {
-                check(sd_bus_message_append(answer, "itoi", status, id, object.c_str(), static_cast<int>(realType)),
+                check(sd_bus_message_append(answer, "itoii", status, id, object.c_str(), static_cast<int>(realType),
+                                            static_cast<int>(type)),
                       "append connection");
             });
         } catch (const std::exception&) {
@@ -80,8 +87,9 @@ const sd_bus_vtable kVtable[] = {
     SD_BUS_METHOD_WITH_NAMES("GetInterfaceReference", "s", SD_BUS_PARAM(name), "ibb",
                              SD_BUS_PARAM(status) SD_BUS_PARAM(filled) SD_BUS_PARAM(hasObject), getInterfaceReference,
                              SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_METHOD_WITH_NAMES("Connect", "s", SD_BUS_PARAM(path), "itoi",
-                             SD_BUS_PARAM(status) SD_BUS_PARAM(connection) SD_BUS_PARAM(object) SD_BUS_PARAM(realType),
+    SD_BUS_METHOD_WITH_NAMES("Connect", "s", SD_BUS_PARAM(path), "itoii",
+                             SD_BUS_PARAM(status) SD_BUS_PARAM(connection) SD_BUS_PARAM(object) SD_BUS_PARAM(realType)
+                                 SD_BUS_PARAM(type),
                              connect, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD_WITH_NAMES("Disconnect", "st", SD_BUS_PARAM(path) SD_BUS_PARAM(connection), "i", SD_BUS_PARAM(status),
                              disconnect, SD_BUS_VTABLE_UNPRIVILEGED),

@@ -5,6 +5,8 @@
 #include "signals.h"
 #include "value_codec.h"
 
+#include <tvsim/reported_type_observer.h>
+
 #include <utility>
 #include <vector>
 
@@ -38,54 +40,54 @@ void postInteger(const SignalTarget& target, const char* interface, const char* 
          [value](sd_bus_message* signal) { check(sd_bus_message_append_basic(signal, 'i', &value), "append"); });
 }
 
-class IntegerObserver : public lomodelapi::ObserverNumericInteger {
+// What every connection's observer does besides its own notifications: a
+// change of the type its object's getType answers goes to the client as
+// Object.TypeChanged, so that the client need not ask before each read.
+template <typename Base>
+class ConnectionObserver : public Base, public tvsim::ReportedTypeObserver {
 public:
-    explicit IntegerObserver(SignalTarget target) : m_target(std::move(target)) {}
+    explicit ConnectionObserver(SignalTarget target) : m_target(std::move(target)) {}
+    void notifyReportedType(lomodelapi::ObjectTypeSpec type) override {
+        postInteger(m_target, kObjectInterface, "TypeChanged", true, static_cast<int>(type));
+    }
+
+protected:
+    SignalTarget m_target;
+};
+
+class IntegerObserver : public ConnectionObserver<lomodelapi::ObserverNumericInteger> {
+public:
+    using ConnectionObserver::ConnectionObserver;
     void notifyNewValue(int value) override { postValue(m_target, value); }
-
-private:
-    SignalTarget m_target;
 };
 
-class Int64Observer : public lomodelapi::ObserverNumericInt64 {
+class Int64Observer : public ConnectionObserver<lomodelapi::ObserverNumericInt64> {
 public:
-    explicit Int64Observer(SignalTarget target) : m_target(std::move(target)) {}
+    using ConnectionObserver::ConnectionObserver;
     void notifyNewValue(long long value) override { postValue(m_target, value); }
-
-private:
-    SignalTarget m_target;
 };
 
-class StringObserver : public lomodelapi::ObserverString {
+class StringObserver : public ConnectionObserver<lomodelapi::ObserverString> {
 public:
-    explicit StringObserver(SignalTarget target) : m_target(std::move(target)) {}
+    using ConnectionObserver::ConnectionObserver;
     void notifyNewValue(const std::string& value) override { postValue(m_target, value); }
-
-private:
-    SignalTarget m_target;
 };
 
-class IntegerVectorObserver : public lomodelapi::ObserverVectorNumericInteger {
+class IntegerVectorObserver : public ConnectionObserver<lomodelapi::ObserverVectorNumericInteger> {
 public:
-    explicit IntegerVectorObserver(SignalTarget target) : m_target(std::move(target)) {}
+    using ConnectionObserver::ConnectionObserver;
     void notifyIntegerVector(const std::vector<int>& values) override { postValue(m_target, values); }
-
-private:
-    SignalTarget m_target;
 };
 
-class StringVectorObserver : public lomodelapi::ObserverVectorString {
+class StringVectorObserver : public ConnectionObserver<lomodelapi::ObserverVectorString> {
 public:
-    explicit StringVectorObserver(SignalTarget target) : m_target(std::move(target)) {}
+    using ConnectionObserver::ConnectionObserver;
     void notifyStringVector(const std::vector<std::string>& values) override { postValue(m_target, values); }
-
-private:
-    SignalTarget m_target;
 };
 
-class ActionObserver : public lomodelapi::ObserverAction {
+class ActionObserver : public ConnectionObserver<lomodelapi::ObserverAction> {
 public:
-    explicit ActionObserver(SignalTarget target) : m_target(std::move(target)) {}
+    using ConnectionObserver::ConnectionObserver;
 
     void notifyResult(unsigned int actionId, const std::vector<lomodelapi::Argument>& results) override {
         post(m_target, kActionInterface, "Result", true, [actionId, results](sd_bus_message* signal) {
@@ -100,18 +102,12 @@ public:
             check(sd_bus_message_append(signal, "ui", static_cast<std::uint32_t>(actionId), error), "append");
         });
     }
-
-private:
-    SignalTarget m_target;
 };
 
-class TableObserver : public lomodelapi::ObserverTable {
+class TableObserver : public ConnectionObserver<lomodelapi::ObserverTable> {
 public:
-    explicit TableObserver(SignalTarget target) : m_target(std::move(target)) {}
+    using ConnectionObserver::ConnectionObserver;
     void notifyUpdate(int change) override { postInteger(m_target, kTableInterface, "Update", true, change); }
-
-private:
-    SignalTarget m_target;
 };
 
 // Iterator signals carry no id: the iterator's own object path names it.

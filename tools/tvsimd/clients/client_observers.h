@@ -25,8 +25,9 @@ struct SignalTarget {
     std::uint64_t id;        // the connection (or iterator) the signals name
 };
 
-// The observer class that fits an object of this real type; a plain Observer
-// (never called) for anything else, such as a path that holds no object.
+// The observer class that fits an object of this real type, which also sends
+// the client each change of the type getType answers (tvsim::ReportedTypeObserver);
+// a plain Observer (never called) for anything else, such as a path that holds no object.
 std::unique_ptr<lomodelapi::Observer> makeObserver(lomodelapi::ObjectTypeSpec realType, SignalTarget target);
 
 std::unique_ptr<lomodelapi::ObserverTableIterator> makeIteratorObserver(SignalTarget target);
