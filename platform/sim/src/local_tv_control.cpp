@@ -19,38 +19,37 @@ Responder answering(const Reply& reply) {
 
 }  // namespace
 
+// What the loaded models say of each action, the most recent model that
+// defines it winning. Only the answers are kept, not the models, so that
+// loading again and again does not grow the service.
 class LocalTvControl::Models {
 public:
-    explicit Models(LoadedModel initial) { m_loaded.push_back(std::move(initial)); }
+    explicit Models(LoadedModel initial) { add(std::move(initial)); }
 
     void add(LoadedModel model) SYSACCESS_EXCLUDES(m_mutex) {
         Lock lock(m_mutex);
-        for (const ActionEntry& action : model.description.actions) {
-            m_chosen.erase(action.path);
+        for (auto& [action, responder] : model.ownResponders) {
+            m_chosen.erase(action);
+            m_sourceSwitches.erase(action);
+            m_ownResponders[action] = std::move(responder);
         }
-        m_loaded.push_back(std::move(model));
+        for (auto& [action, responder] : model.sourceSwitches) {
+            m_sourceSwitches.insert_or_assign(action, std::move(responder));
+        }
     }
 
     // The answer the most recent model that defines the action gave it; success with no results otherwise.
     Responder ownResponder(const std::string& action) const SYSACCESS_EXCLUDES(m_mutex) {
         Lock lock(m_mutex);
-        for (auto model = m_loaded.rbegin(); model != m_loaded.rend(); ++model) {
-            if (Responder responder = model->ownResponder(action)) {
-                return responder;
-            }
-        }
-        return answering(Reply());
+        const auto found = m_ownResponders.find(action);
+        return found != m_ownResponders.end() ? found->second : answering(Reply());
     }
 
     // The built-in responder of the most recent model that defines the action; shares its state.
     std::optional<SourceSwitchResponder> sourceSwitch(const std::string& action) const SYSACCESS_EXCLUDES(m_mutex) {
         Lock lock(m_mutex);
-        for (auto model = m_loaded.rbegin(); model != m_loaded.rend(); ++model) {
-            if (const SourceSwitchResponder* found = model->sourceSwitch(action)) {
-                return *found;
-            }
-        }
-        return std::nullopt;
+        const auto found = m_sourceSwitches.find(action);
+        return found != m_sourceSwitches.end() ? std::optional<SourceSwitchResponder>(found->second) : std::nullopt;
     }
 
     void chose(const std::string& action, const Reply& reply) SYSACCESS_EXCLUDES(m_mutex) {
@@ -68,7 +67,8 @@ public:
 
 private:
     mutable Mutex m_mutex;
-    std::vector<LoadedModel> m_loaded SYSACCESS_GUARDED_BY(m_mutex);
+    std::map<std::string, Responder> m_ownResponders SYSACCESS_GUARDED_BY(m_mutex);
+    std::map<std::string, SourceSwitchResponder> m_sourceSwitches SYSACCESS_GUARDED_BY(m_mutex);
     std::map<std::string, Reply> m_chosen SYSACCESS_GUARDED_BY(m_mutex);
 };
 
