@@ -50,7 +50,7 @@ private:
     NotificationQueue m_queue;
     FlushWorker m_flusher;  // after the queue it posts to
     Clients m_clients;
-    Delivery m_delivery;  // after the queue and the clients it serves
+    Delivery m_delivery;              // after the queue and the clients it serves
     tvsim::LocalTvControl m_control;  // after the clients it names
     sd_event* m_event = nullptr;
     sd_bus* m_bus = nullptr;

@@ -39,10 +39,10 @@ struct Entry {
 
     const std::string path;
     const lomodelapi::ObjectTypeSpec type;
-    ModelValue value;                          // the five value types
-    Responder responder;                       // actions
-    std::vector<std::string> columns;          // tables
-    Rows rows;                                 // tables
+    ModelValue value;                  // the five value types
+    Responder responder;               // actions
+    std::vector<std::string> columns;  // tables
+    Rows rows;                         // tables
     // Lists, in the order made, so that each leaves in constant time: a client
     // with thousands of connections or iterators gives them back in linear time.
     std::list<Connection*> connections;      // who is notified
@@ -176,8 +176,7 @@ private:
     mutable Mutex m_mutex;
     std::map<std::string, std::shared_ptr<Entry>> m_entries SYSACCESS_GUARDED_BY(m_mutex);
     std::unordered_map<ModelObject*, std::unique_ptr<Connection>> m_connections SYSACCESS_GUARDED_BY(m_mutex);
-    std::unordered_map<TableIteratorObject*, MadeIterator> m_iterators
-        SYSACCESS_GUARDED_BY(m_mutex);
+    std::unordered_map<TableIteratorObject*, MadeIterator> m_iterators SYSACCESS_GUARDED_BY(m_mutex);
     std::map<std::string, PathFaults> m_faults SYSACCESS_GUARDED_BY(m_mutex);
     // Paths whose type is overridden by reportType: while there are none, getType
     // (asked before every read and write) answers without taking the mutex.

@@ -85,8 +85,7 @@ int droppedClients(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
         return replyRecords(call, "ss", partsOf<RecordsParts>(userdata).delivery.dropped(),
                             [](sd_bus_message* answer, const DroppedClient& record) {
-                                check(sd_bus_message_append(answer, "ss", record.client.c_str(),
-                                                            record.reason.c_str()),
+                                check(sd_bus_message_append(answer, "ss", record.client.c_str(), record.reason.c_str()),
                                       "append dropped client");
                             });
     });

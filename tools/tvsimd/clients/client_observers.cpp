@@ -139,8 +139,8 @@ public:
     void notifyExecutionError(unsigned int actionId, int error) override {
         post(m_target, kActionInterface, "ExecutionError", true, sizeof(std::uint64_t),
              [actionId, error](sd_bus_message* signal) {
-            check(sd_bus_message_append(signal, "ui", static_cast<std::uint32_t>(actionId), error), "append");
-        });
+                 check(sd_bus_message_append(signal, "ui", static_cast<std::uint32_t>(actionId), error), "append");
+             });
     }
 
 private:

@@ -75,7 +75,8 @@ void NotificationQueue::postTo(const std::string& client, Call send, std::size_t
         }
         overflow(largest->first, largest->second,
                  "it held the most (" + std::to_string(largest->second.bytes) + " bytes) of the " +
-                     std::to_string(m_totalBytes) + " bytes of notifications waiting for all clients, past the bound of " +
+                     std::to_string(m_totalBytes) +
+                     " bytes of notifications waiting for all clients, past the bound of " +
                      std::to_string(kTotalBytes) + " bytes",
                  discarded);
     }

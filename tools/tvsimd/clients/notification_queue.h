@@ -88,7 +88,8 @@ private:
     };
 
     void wakeLocked() SYSACCESS_REQUIRES(m_mutex);
-    // Empties the client's queue into `discarded` (freed by the caller, after the lock) and names it for takeOverflowed.
+    // Empties the client's queue into `discarded` (freed by the caller, after the lock) and names it for
+    // takeOverflowed.
     void overflow(const std::string& client, ClientQueue& queue, std::string reason, std::deque<Outgoing>& discarded)
         SYSACCESS_REQUIRES(m_mutex);
 
