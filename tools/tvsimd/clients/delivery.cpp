@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <exception>
 #include <limits>
+#include <utility>
 
 namespace tvsimd {
 
@@ -181,14 +182,12 @@ void Delivery::endPings(Window& window) {
     window.pings.clear();
 }
 
-void Delivery::drop(const std::string& client, const std::string& reason) {
-    // The window may be the caller's: copies, since forget frees it.
-    const std::string name = client;
-    const std::string why = reason;
-    m_clients.dropClient(name);
-    forget(name);
-    logLine(kLogError, "dropped client " + name + ": " + why);
-    m_dropped.push_back({name, why});
+// By value: the name may be the window's own, which forget frees.
+void Delivery::drop(std::string client, std::string reason) {
+    m_clients.dropClient(client);
+    forget(client);
+    logLine(kLogError, "dropped client " + client + ": " + reason);
+    m_dropped.push_back({std::move(client), std::move(reason)});
     if (m_dropped.size() > kMaxDropRecords) {
         m_dropped.erase(m_dropped.begin());
     }

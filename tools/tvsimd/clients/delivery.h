@@ -105,7 +105,7 @@ private:
     void ping(Window& window);
     void answered(Window& window, sd_bus_message* answer);
     void endPings(Window& window);
-    void drop(const std::string& client, const std::string& reason);
+    void drop(std::string client, std::string reason);
     void forget(const std::string& client);
 
     NotificationQueue& m_queue;
