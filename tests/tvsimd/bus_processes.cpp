@@ -39,6 +39,7 @@ ChildProcess::ChildProcess(const std::vector<std::string>& argv, bool stderrToOu
         }
         dup2(input[0], STDIN_FILENO);
         std::vector<char*> args;
+        args.reserve(argv.size() + 1);
         for (const std::string& arg : argv) {
             args.push_back(const_cast<char*>(arg.c_str()));
         }

@@ -1,6 +1,9 @@
 // Sends each client what the notification queue holds for it, at the pace the
 // client reads, in turns of the event loop, so that no client holds up the
-// others. Bus thread only: every operation checks it runs there (BusThread).
+// others. Bus thread only: every operation checks it runs there (BusThread),
+// and the answers to its pings come back through sd-bus on that thread too.
+// Tasks and messages run with no lock held; taking them holds the notification
+// queue's lock only for the taking.
 //
 // How tvsimd knows what a client has read: dbus-daemon delivers a client's
 // messages in the order tvsimd sent them, so when the client answers an
