@@ -24,7 +24,7 @@ int remainingMs(Clock::time_point deadline) {
 
 }  // namespace
 
-ChildProcess::ChildProcess(const std::vector<std::string>& argv) {
+ChildProcess::ChildProcess(const std::vector<std::string>& argv, bool stderrToOut) {
     int fds[2];
     int input[2];
     if (pipe2(fds, O_CLOEXEC) != 0 || pipe2(input, O_CLOEXEC) != 0) {
@@ -34,8 +34,12 @@ ChildProcess::ChildProcess(const std::vector<std::string>& argv) {
     if (m_pid == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         dup2(fds[1], STDOUT_FILENO);
+        if (stderrToOut) {
+            dup2(fds[1], STDERR_FILENO);
+        }
         dup2(input[0], STDIN_FILENO);
         std::vector<char*> args;
+        args.reserve(argv.size() + 1);
         for (const std::string& arg : argv) {
             args.push_back(const_cast<char*>(arg.c_str()));
         }
@@ -119,12 +123,14 @@ PrivateDbusDaemon::PrivateDbusDaemon(const std::string& listen)
     }
 }
 
-Tvsimd::Tvsimd(const std::string& address, const std::vector<std::string>& extra)
-    : m_process([&] {
-          std::vector<std::string> argv = {TVSIMD_PATH, "--address", address};
-          argv.insert(argv.end(), extra.begin(), extra.end());
-          return argv;
-      }()) {
+Tvsimd::Tvsimd(const std::string& address, const std::vector<std::string>& extra, bool stderrToOut)
+    : m_process(
+          [&] {
+              std::vector<std::string> argv = {TVSIMD_PATH, "--address", address};
+              argv.insert(argv.end(), extra.begin(), extra.end());
+              return argv;
+          }(),
+          stderrToOut) {
     m_ready = m_process.readLine() == "ready";
 }
 
@@ -190,6 +196,18 @@ std::uint64_t BusClient::connect(const char* path, int* status) {
         *status = answered;
     }
     return id;
+}
+
+void BusClient::sendAll(std::size_t count, const char* path, const char* interface, const char* member,
+                        const std::function<void(sd_bus_message*)>& append) {
+    for (std::size_t index = 0; index < count; ++index) {
+        sd_bus_message* request = nullptr;
+        sd_bus_message_new_method_call(m_bus, &request, kService, path, interface, member);
+        append(request);
+        sd_bus_message_set_expect_reply(request, 0);
+        sd_bus_send(m_bus, request, nullptr);
+        sd_bus_message_unref(request);
+    }
 }
 
 int BusClient::onSignal(sd_bus_message* message, void* client, sd_bus_error*) {

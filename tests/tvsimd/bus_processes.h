@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -19,8 +20,9 @@ using std::chrono::milliseconds;
 
 class ChildProcess {
 public:
-    // Starts the program with its standard input and output on pipes; stderr is kept.
-    explicit ChildProcess(const std::vector<std::string>& argv);
+    // Starts the program with its standard input and output on pipes; stderr is kept, or with
+    // stderrToOut goes to the output pipe too.
+    explicit ChildProcess(const std::vector<std::string>& argv, bool stderrToOut = false);
     ~ChildProcess();  // SIGKILL if still running
 
     ChildProcess(const ChildProcess&) = delete;
@@ -34,6 +36,7 @@ public:
     int waitForExit(milliseconds timeout = milliseconds(10000));
     // Sends the signal, then waitForExit.
     int stop(int signal, milliseconds timeout = milliseconds(10000));
+    int pid() const { return m_pid; }
 
 private:
     int m_pid = -1;
@@ -58,7 +61,7 @@ private:
 // tvsimd on the address, started and waited for until it prints "ready".
 class Tvsimd {
 public:
-    explicit Tvsimd(const std::string& address, const std::vector<std::string>& extra = {});
+    explicit Tvsimd(const std::string& address, const std::vector<std::string>& extra = {}, bool stderrToOut = false);
     bool ready() const { return m_ready; }
     ChildProcess& process() { return m_process; }
 
@@ -92,6 +95,9 @@ public:
     const std::string& errorMessage() const { return m_errorMessage; }
     // Platform.Connect: the connection id, 0 when refused, and the status it answered.
     std::uint64_t connect(const char* path, int* status = nullptr);
+    // Queues `count` calls that expect no reply, each with what append adds; a later call's reply follows them.
+    void sendAll(std::size_t count, const char* path, const char* interface, const char* member,
+                 const std::function<void(sd_bus_message*)>& append);
 
     // Waits until `count` signals have arrived in all; false on timeout.
     bool waitForSignals(std::size_t count, milliseconds timeout = milliseconds(5000));

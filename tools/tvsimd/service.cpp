@@ -31,15 +31,17 @@ int require(int result, const std::string& what) {
 Service::Service(tvsim::Simulator& simulator, RootInterface& root, tvsim::LoadedModel model)
     : m_flusher(simulator, m_queue),
       m_clients(root, m_queue),
+      m_delivery(m_queue, m_clients),
       m_control(simulator, std::move(model),
                 [this](lomodelapi::Observer* observer) { return m_clients.label(observer); }),
-      m_controlParts{m_control, m_flusher},
-      m_recordsParts{simulator, m_control, m_clients},
-      m_clientParts{simulator, m_clients, m_queue} {}
+      m_controlParts{m_control, m_flusher, m_delivery},
+      m_recordsParts{simulator, m_control, m_clients, m_delivery},
+      m_clientParts{simulator, m_clients, m_delivery} {}
 
 Service::~Service() {
-    // Before the bus goes: no observer may post for a client after this.
+    // Before the bus goes: no observer may post for a client after this, and no ping waits for an answer.
     m_clients.dropAll();
+    m_delivery.stop();
     if (m_bus != nullptr) {
         sd_bus_flush_close_unref(m_bus);
     }
@@ -58,6 +60,7 @@ void Service::open(const std::string& address) {
     m_bus = tvsim::bus::openBus(resolved, error).release();
     require(error, "cannot connect to the bus at '" + resolved + "'");
     m_clients.setBus(m_bus);
+    m_delivery.setBus(m_bus);
     require(sd_bus_attach_event(m_bus, m_event, SD_EVENT_PRIORITY_NORMAL), "cannot attach the bus");
     require(sd_bus_set_exit_on_disconnect(m_bus, 1), "cannot watch the bus connection");
     require(sd_event_add_io(m_event, nullptr, m_queue.fd(), EPOLLIN, &Service::onQueue, this),
@@ -96,7 +99,7 @@ int Service::run() {
 }
 
 int Service::onQueue(sd_event_source*, int, std::uint32_t, void* service) {
-    static_cast<Service*>(service)->m_queue.drain();
+    static_cast<Service*>(service)->m_delivery.turn();
     return 0;
 }
 
@@ -112,7 +115,7 @@ int Service::onNameOwnerChanged(sd_bus_message* message, void* service, sd_bus_e
     }
     if (name[0] == ':' && newOwner[0] == '\0') {
         logLine(kLogTrace, std::string("client ") + name + " left");
-        static_cast<Service*>(service)->m_clients.dropClient(name);
+        static_cast<Service*>(service)->m_delivery.clientLeft(name);
     }
     return 0;
 }

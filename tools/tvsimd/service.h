@@ -1,11 +1,13 @@
 // The TV service: one simulator served on one bus under io.sysaccess.TvSim.
-// The thread that calls run() is the bus thread: every sd-bus object and
-// every method handler lives there. The simulator's callback thread reaches
-// it only through the notification queue.
+// The thread that calls run() is the bus thread: every sd-bus object, every
+// method handler and every delivery turn lives there. The simulator's callback
+// thread (the observers) and the flush worker reach it only through the
+// notification queue, whose lock is never held while a call runs.
 #pragma once
 
 #include "bus_parts.h"
 #include "clients.h"
+#include "delivery.h"
 #include "flush_worker.h"
 #include "notification_queue.h"
 
@@ -48,6 +50,7 @@ private:
     NotificationQueue m_queue;
     FlushWorker m_flusher;  // after the queue it posts to
     Clients m_clients;
+    Delivery m_delivery;              // after the queue and the clients it serves
     tvsim::LocalTvControl m_control;  // after the clients it names
     sd_event* m_event = nullptr;
     sd_bus* m_bus = nullptr;

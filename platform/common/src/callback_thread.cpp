@@ -117,7 +117,8 @@ void CallbackThread::promoteDueItems(Clock::time_point now) {
 }
 
 void CallbackThread::deliver(Item item) {
-    if (!item.subscription->m_ended) {
+    const bool skipped = item.subscription->m_ended;
+    if (!skipped) {
         m_delivering = item.subscription.get();
         m_mutex.unlock();
         item.call();
@@ -127,7 +128,12 @@ void CallbackThread::deliver(Item item) {
         m_delivering = nullptr;
     }
     m_pending.erase(item.ticket);
-    m_delivered.notify_all();
+    // Waiters hear once at the end of a run of skipped items, not after each: an
+    // ended subscription may leave a long run, and waking the waiters for each
+    // kept the one that ended it (in end()) from the lock until the run was over.
+    if (!skipped || m_ready.empty() || !m_ready.front().subscription->m_ended) {
+        m_delivered.notify_all();
+    }
 }
 
 void CallbackThread::run() {

@@ -150,7 +150,7 @@ int Model::connect(const std::string& path, lomodelapi::Observer* observer, Mode
         connection->object = makeModelObject(*this, found->second);
         connection->subscription = std::make_shared<Subscription>();
         object = connection->object.get();
-        found->second->connections.push_back(connection.get());
+        connection->place = found->second->connections.insert(found->second->connections.end(), connection.get());
         m_connections.emplace(object, std::move(connection));
     }
     m_records.connects.push_back({path, observer, object, status});
@@ -168,8 +168,7 @@ int Model::disconnect(const std::string& path, lomodelapi::Observer* observer, M
         }
         ended = std::move(found->second);
         m_connections.erase(found);
-        auto& connections = ended->entry->connections;
-        connections.erase(std::find(connections.begin(), connections.end(), ended.get()));
+        ended->entry->connections.erase(ended->place);
     }
     // Outside the lock: a notification in progress may call into the model before it returns.
     m_callbacks.end(ended->subscription);

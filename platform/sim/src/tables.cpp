@@ -203,9 +203,9 @@ TableIteratorObject* Model::createIterator(const std::shared_ptr<Entry>& table, 
         auto iterator = std::make_unique<SimTableIterator>(*this, m_callbacks, table, observer);
         iterator->emitIteratorReady(0);
         iterator->emitTotalCount(static_cast<int>(table->rows->size()));
-        table->iterators.push_back(iterator.get());
         created = iterator.get();
-        m_iterators.emplace(created, std::move(iterator));
+        const auto place = table->iterators.insert(table->iterators.end(), iterator.get());
+        m_iterators.emplace(created, MadeIterator{std::move(iterator), place});
     }
     m_records.createIterators.push_back({table->path, type, observer, selections, columns, orders, created});
     return created;
@@ -220,10 +220,9 @@ int Model::destroyIterator(TableIteratorObject* iterator) {
         if (found == m_iterators.end()) {
             return kStatusUnknownObject;
         }
-        ended = std::move(found->second);
+        ended = std::move(found->second.iterator);
+        ended->table()->iterators.erase(found->second.place);
         m_iterators.erase(found);
-        auto& iterators = ended->table()->iterators;
-        iterators.erase(std::find(iterators.begin(), iterators.end(), ended.get()));
     }
     m_callbacks.end(ended->subscription());
     return 0;

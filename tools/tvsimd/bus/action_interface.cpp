@@ -25,7 +25,7 @@ int invoke(sd_bus_message* call, void* userdata, sd_bus_error* error) {
         const std::vector<lomodelapi::Argument> arguments = readArguments(call);
         unsigned int actionId = 0;
         const int status = static_cast<ActionObject*>(connection.object)->invoke(actionId, arguments);
-        parts.queue.drain();
+        parts.delivery.sendQueued(senderOf(call));
         return reply(call, [&](sd_bus_message* answer) {
             check(sd_bus_message_append(answer, "iu", status, static_cast<std::uint32_t>(actionId)), "append");
         });

@@ -5,8 +5,8 @@
 #pragma once
 
 #include "clients.h"
+#include "delivery.h"
 #include "flush_worker.h"
-#include "notification_queue.h"
 
 #include <tvsim/call_records.h>
 #include <tvsim/simulator.h>
@@ -14,28 +14,30 @@
 
 namespace tvsimd {
 
-// io.sysaccess.TvSim.Control: the TV's controls, and the worker that answers
-// Flush without holding up the bus thread.
+// io.sysaccess.TvSim.Control: the TV's controls, the worker that answers
+// Flush without holding up the bus thread, and the delivery its reply follows.
 struct ControlParts {
     tvsim::TvControl& control;
     FlushWorker& flusher;
+    Delivery& delivery;
 };
 
 // io.sysaccess.TvSim.Control.Records: what clients asked, named by the clients'
-// bookkeeping.
+// bookkeeping, and the clients tvsimd dropped.
 struct RecordsParts {
     tvsim::CallRecords& records;
     tvsim::TvControl& control;
     Clients& clients;
+    Delivery& delivery;
 };
 
 // io.sysaccess.TvSim.Platform, the model objects and the iterators: the
-// clients' connections, the model they are made on, and the queue their
-// notifications leave through (handlers drain it so that signals go before their reply).
+// clients' connections, the model they are made on, and the delivery their
+// notifications leave through (handlers send the caller's first, so that its signals go before their reply).
 struct ClientParts {
     tvsim::Simulator& simulator;
     Clients& clients;
-    NotificationQueue& queue;
+    Delivery& delivery;
 };
 
 template <typename Parts>

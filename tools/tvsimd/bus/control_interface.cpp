@@ -90,13 +90,16 @@ int loadModel(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 }
 
 // Flush(): answers once every notification queued so far, delayed outcomes
-// included, has been sent; the bus thread serves others meanwhile.
+// included, has been queued for its client, behind the caller's own; the bus
+// thread serves others meanwhile.
 int flush(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
+        ControlParts& parts = partsOf<ControlParts>(userdata);
         sd_bus_message_ref(call);
-        partsOf<ControlParts>(userdata).flusher.request([call] {
+        parts.flusher.request([call, &delivery = parts.delivery] {
             // On the bus thread, where the message's reference count may be touched.
             try {
+                delivery.sendQueued(senderOf(call));
                 replyEmpty(call);
             } catch (const std::exception&) {
                 // The caller has gone; there is nobody to answer.

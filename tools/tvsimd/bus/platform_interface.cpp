@@ -77,7 +77,7 @@ int disconnect(sd_bus_message* call, void* userdata, sd_bus_error* error) {
         const std::string path = readString(call);
         const std::uint64_t id = readId(call);
         const int status = parts.clients.disconnect(senderOf(call), path, id);
-        parts.queue.drain();
+        parts.delivery.sendQueued(senderOf(call));
         return replyStatus(call, status);
     });
 }

@@ -80,6 +80,17 @@ int createIterators(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     });
 }
 
+// DroppedClients() -> a(ss): the clients tvsimd dropped (unique name, why), oldest first.
+int droppedClients(sd_bus_message* call, void* userdata, sd_bus_error* error) {
+    return handleMethod(error, [&] {
+        return replyRecords(call, "ss", partsOf<RecordsParts>(userdata).delivery.dropped(),
+                            [](sd_bus_message* answer, const DroppedClient& record) {
+                                check(sd_bus_message_append(answer, "ss", record.client.c_str(), record.reason.c_str()),
+                                      "append dropped client");
+                            });
+    });
+}
+
 template <int (tvsim::CallRecords::*Count)(const std::string&) const>
 int countOf(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(
@@ -91,6 +102,7 @@ int clear(sd_bus_message* call, void* userdata, sd_bus_error* error) {
         RecordsParts& parts = partsOf<RecordsParts>(userdata);
         parts.control.clearRecords();
         parts.clients.clearEnded();
+        parts.delivery.clearDropped();
         return replyEmpty(call);
     });
 }
@@ -108,6 +120,8 @@ const sd_bus_vtable kVtable[] = {
                              countOf<&tvsim::CallRecords::setterCalls>, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD_WITH_NAMES("ConnectedObservers", "s", SD_BUS_PARAM(path), "i", SD_BUS_PARAM(count),
                              countOf<&tvsim::CallRecords::connectedObservers>, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_NAMES("DroppedClients", "", , "a(ss)", SD_BUS_PARAM(records), droppedClients,
+                             SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD("Clear", "", "", clear, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_VTABLE_END};
 

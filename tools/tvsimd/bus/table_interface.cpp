@@ -60,7 +60,7 @@ int destroyIterator(sd_bus_message* call, void* userdata, sd_bus_error* error) {
         const char* iterator = nullptr;
         check(sd_bus_message_read_basic(call, 'o', &iterator), "read iterator");
         const int status = parts.clients.destroyIterator(connection, iterator);
-        parts.queue.drain();
+        parts.delivery.sendQueued(senderOf(call));
         return replyStatus(call, status);
     });
 }

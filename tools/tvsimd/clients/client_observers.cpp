@@ -7,7 +7,10 @@
 
 #include <tvsim/reported_type_observer.h>
 
+#include <cstddef>
+#include <type_traits>
 #include <utility>
+#include <variant>
 #include <vector>
 
 namespace tvsimd {
@@ -15,28 +18,62 @@ namespace tvsimd {
 using namespace tvsim::bus;  // the service's names, errors and message codec
 namespace {
 
-// Posts interface.member with the connection id followed by what append adds.
-// Runs on the callback thread; the copy of the target and of the payload
-// travels with the call to the bus thread.
-template <typename Append>
-void post(const SignalTarget& target, const char* interface, const char* member, bool withId, Append append) {
-    target.queue->post([target, interface, member, withId, append = std::move(append)] {
-        emitTo(target.bus, target.client, target.objectPath, interface, member, [&](sd_bus_message* signal) {
-            if (withId) {
-                check(sd_bus_message_append_basic(signal, 't', &target.id), "append connection");
-            }
-            append(signal);
-        });
-    });
+using Target = std::shared_ptr<const SignalTarget>;
+
+std::size_t payloadOf(const std::string& text) {
+    return text.size() + sizeof(std::uint64_t);  // its length, its end and its alignment
 }
 
-void postValue(const SignalTarget& target, tvsim::ModelValue value) {
-    post(target, kValueInterface, "Changed", true,
+std::size_t payloadOf(const std::vector<std::string>& texts) {
+    std::size_t bytes = sizeof(std::uint64_t);
+    for (const std::string& text : texts) {
+        bytes += payloadOf(text);
+    }
+    return bytes;
+}
+
+std::size_t payloadOf(const tvsim::ModelValue& value) {
+    return std::visit(
+        [](const auto& held) -> std::size_t {
+            using Held = std::decay_t<decltype(held)>;
+            if constexpr (std::is_same_v<Held, std::string> || std::is_same_v<Held, std::vector<std::string>>) {
+                return payloadOf(held);
+            } else if constexpr (std::is_same_v<Held, std::vector<int>>) {
+                return sizeof(std::uint64_t) + held.size() * sizeof(int);
+            } else {
+                return sizeof(std::uint64_t);
+            }
+        },
+        value);
+}
+
+// Posts interface.member with the connection id followed by what append adds,
+// counted as payloadBytes against the client's bounds. Runs on the callback
+// thread; the target (shared) and the payload travel with the call to the bus thread.
+template <typename Append>
+void post(const Target& target, const char* interface, const char* member, bool withId, std::size_t payloadBytes,
+          Append append) {
+    target->queue->postTo(
+        target->client,
+        [target, interface, member, withId, append = std::move(append)] {
+            emitTo(target->bus, target->client, target->objectPath, interface, member, [&](sd_bus_message* signal) {
+                if (withId) {
+                    check(sd_bus_message_append_basic(signal, 't', &target->id), "append connection");
+                }
+                append(signal);
+            });
+        },
+        payloadBytes);
+}
+
+void postValue(const Target& target, tvsim::ModelValue value) {
+    const std::size_t bytes = payloadOf(value);
+    post(target, kValueInterface, "Changed", true, bytes,
          [value = std::move(value)](sd_bus_message* signal) { appendValueVariant(signal, value); });
 }
 
-void postInteger(const SignalTarget& target, const char* interface, const char* member, bool withId, int value) {
-    post(target, interface, member, withId,
+void postInteger(const Target& target, const char* interface, const char* member, bool withId, int value) {
+    post(target, interface, member, withId, sizeof(std::uint64_t),
          [value](sd_bus_message* signal) { check(sd_bus_message_append_basic(signal, 'i', &value), "append"); });
 }
 
@@ -46,13 +83,13 @@ void postInteger(const SignalTarget& target, const char* interface, const char* 
 template <typename Base>
 class ConnectionObserver : public Base, public tvsim::ReportedTypeObserver {
 public:
-    explicit ConnectionObserver(SignalTarget target) : m_target(std::move(target)) {}
+    explicit ConnectionObserver(Target target) : m_target(std::move(target)) {}
     void notifyReportedType(lomodelapi::ObjectTypeSpec type) override {
         postInteger(m_target, kObjectInterface, "TypeChanged", true, static_cast<int>(type));
     }
 
 protected:
-    SignalTarget m_target;
+    Target m_target;
 };
 
 class IntegerObserver : public ConnectionObserver<lomodelapi::ObserverNumericInteger> {
@@ -90,7 +127,11 @@ public:
     using ConnectionObserver::ConnectionObserver;
 
     void notifyResult(unsigned int actionId, const std::vector<lomodelapi::Argument>& results) override {
-        post(m_target, kActionInterface, "Result", true, [actionId, results](sd_bus_message* signal) {
+        std::size_t bytes = 2 * sizeof(std::uint64_t);
+        for (const lomodelapi::Argument& result : results) {
+            bytes += sizeof(std::uint64_t) + payloadOf(result.value);
+        }
+        post(m_target, kActionInterface, "Result", true, bytes, [actionId, results](sd_bus_message* signal) {
             const std::uint32_t id = actionId;
             check(sd_bus_message_append_basic(signal, 'u', &id), "append action id");
             appendArguments(signal, results);
@@ -98,9 +139,10 @@ public:
     }
 
     void notifyExecutionError(unsigned int actionId, int error) override {
-        post(m_target, kActionInterface, "ExecutionError", true, [actionId, error](sd_bus_message* signal) {
-            check(sd_bus_message_append(signal, "ui", static_cast<std::uint32_t>(actionId), error), "append");
-        });
+        post(m_target, kActionInterface, "ExecutionError", true, sizeof(std::uint64_t),
+             [actionId, error](sd_bus_message* signal) {
+                 check(sd_bus_message_append(signal, "ui", static_cast<std::uint32_t>(actionId), error), "append");
+             });
     }
 };
 
@@ -113,7 +155,7 @@ public:
 // Iterator signals carry no id: the iterator's own object path names it.
 class IteratorObserver : public lomodelapi::ObserverTableIterator {
 public:
-    explicit IteratorObserver(SignalTarget target) : m_target(std::move(target)) {}
+    explicit IteratorObserver(Target target) : m_target(std::move(target)) {}
 
     void notifyCommit(int status) override { event("Commit", status); }
     void notifyTotalCount(int count) override { event("TotalCount", count); }
@@ -124,29 +166,32 @@ public:
     void notifyUpdate(int change) override { event("Update", change); }
 
     void notifyReadRow(const std::vector<std::string>& row) override {
-        post(m_target, kIteratorInterface, "ReadRow", false,
+        post(m_target, kIteratorInterface, "ReadRow", false, payloadOf(row),
              [row](sd_bus_message* signal) { appendValue(signal, row); });
     }
 
     void notifyReadRowChunk(const std::vector<const std::vector<std::string>*>& rows) override {
         std::vector<std::vector<std::string>> copies;
         copies.reserve(rows.size());
+        std::size_t bytes = sizeof(std::uint64_t);
         for (const auto* row : rows) {
             copies.push_back(row != nullptr ? *row : std::vector<std::string>());
+            bytes += payloadOf(copies.back());
         }
-        post(m_target, kIteratorInterface, "ReadRowChunk", false,
+        post(m_target, kIteratorInterface, "ReadRowChunk", false, bytes,
              [copies = std::move(copies)](sd_bus_message* signal) { appendRows(signal, copies); });
     }
 
 private:
     void event(const char* member, int value) { postInteger(m_target, kIteratorInterface, member, false, value); }
 
-    SignalTarget m_target;
+    Target m_target;
 };
 
 }  // namespace
 
-std::unique_ptr<lomodelapi::Observer> makeObserver(lomodelapi::ObjectTypeSpec realType, SignalTarget target) {
+std::unique_ptr<lomodelapi::Observer> makeObserver(lomodelapi::ObjectTypeSpec realType, SignalTarget signalTarget) {
+    auto target = std::make_shared<const SignalTarget>(std::move(signalTarget));
     switch (realType) {
         case lomodelapi::OBJECT_TYPE_NUMERIC_INTEGER:
             return std::make_unique<IntegerObserver>(std::move(target));
@@ -168,7 +213,7 @@ std::unique_ptr<lomodelapi::Observer> makeObserver(lomodelapi::ObjectTypeSpec re
 }
 
 std::unique_ptr<lomodelapi::ObserverTableIterator> makeIteratorObserver(SignalTarget target) {
-    return std::make_unique<IteratorObserver>(std::move(target));
+    return std::make_unique<IteratorObserver>(std::make_shared<const SignalTarget>(std::move(target)));
 }
 
 }  // namespace tvsimd

@@ -1,7 +1,7 @@
 // The observers tvsimd connects to the simulator on behalf of a client. Each
 // runs on the simulator's callback thread and only posts a signal to the
-// notification queue, which the bus thread sends to that client: signals
-// leave in the order the callback thread delivered them.
+// client's queue in the notification queue, which the bus thread sends to that
+// client: a client's signals leave in the order the callback thread delivered them.
 #pragma once
 
 #include "notification_queue.h"
@@ -17,6 +17,8 @@
 
 namespace tvsimd {
 
+// Where an observer's signals go; shared by the observer and the signals it
+// queued, so a queued signal carries no copy of its own.
 struct SignalTarget {
     sd_bus* bus;
     NotificationQueue* queue;

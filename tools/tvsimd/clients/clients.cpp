@@ -20,11 +20,8 @@ Clients::~Clients() {
 
 void Clients::dropAll() {
     m_busThread.require("Clients");
-    std::set<std::string> clients;
-    for (const auto& [id, connection] : m_connections) {
-        clients.insert(connection->client);
-    }
-    for (const std::string& client : clients) {
+    while (!m_connectionsOf.empty()) {
+        const std::string client = m_connectionsOf.begin()->first;  // a copy: dropClient erases the key
         dropClient(client);
     }
 }
@@ -50,6 +47,7 @@ int Clients::connect(const std::string& client, const std::string& modelPath, co
     if (status == 0 && object != nullptr) {
         connection->object = object;
         made = connection.get();
+        m_connectionsOf[client].insert(connection->id);
         m_connections.emplace(connection->id, std::move(connection));
     }
     return status;
@@ -67,7 +65,7 @@ int Clients::disconnect(const std::string& client, const std::string& modelPath,
     }
     const int status = m_root.disconnect(modelPath, connection.observer, connection.object);
     if (status == 0) {
-        m_connections.erase(found);
+        erase(found);
     }
     return status;
 }
@@ -115,6 +113,7 @@ const ClientIterator* Clients::createIterator(const ClientConnection& table, con
         return nullptr;
     }
     const ClientIterator* made = iterator.get();
+    m_connections.at(table.id)->iterators.insert(iterator->objectPath);
     m_iterators.emplace(iterator->objectPath, std::move(iterator));
     return made;
 }
@@ -131,6 +130,7 @@ int Clients::destroyIterator(const ClientConnection& table, const std::string& i
     }
     const int status = tableObject->destroyIterator(found->second->iterator);
     if (status == 0) {
+        m_connections.at(table.id)->iterators.erase(iteratorPath);
         m_iterators.erase(found);
     }
     return status;
@@ -151,30 +151,40 @@ std::vector<std::string> Clients::iteratorPaths() const {
     return paths;
 }
 
-void Clients::destroyIteratorsOf(const ClientConnection& table) {
+void Clients::destroyIteratorsOf(ClientConnection& table) {
     auto* tableObject = dynamic_cast<TableObject*>(table.object);
-    for (auto it = m_iterators.begin(); it != m_iterators.end();) {
-        if (it->second->connection != table.id) {
-            ++it;
-            continue;
-        }
+    for (const std::string& path : table.iterators) {
+        auto found = m_iterators.find(path);
         if (tableObject != nullptr) {
-            tableObject->destroyIterator(it->second->iterator);
+            tableObject->destroyIterator(found->second->iterator);
         }
-        it = m_iterators.erase(it);
+        m_iterators.erase(found);
     }
+    table.iterators.clear();
+}
+
+void Clients::erase(std::map<std::uint64_t, std::unique_ptr<ClientConnection>>::iterator connection) {
+    auto owner = m_connectionsOf.find(connection->second->client);
+    owner->second.erase(connection->first);
+    if (owner->second.empty()) {
+        m_connectionsOf.erase(owner);
+    }
+    m_connections.erase(connection);
 }
 
 void Clients::dropClient(const std::string& client) {
     m_busThread.require("Clients");
-    for (auto it = m_connections.begin(); it != m_connections.end();) {
-        if (it->second->client != client) {
-            ++it;
-            continue;
-        }
-        destroyIteratorsOf(*it->second);
-        m_root.disconnect(it->second->modelPath, it->second->observer, it->second->object);
-        it = m_connections.erase(it);
+    auto owner = m_connectionsOf.find(client);
+    if (owner == m_connectionsOf.end()) {
+        return;
+    }
+    const std::set<std::uint64_t> ids = std::move(owner->second);
+    m_connectionsOf.erase(owner);
+    for (const std::uint64_t id : ids) {
+        auto connection = m_connections.find(id);
+        destroyIteratorsOf(*connection->second);
+        m_root.disconnect(connection->second->modelPath, connection->second->observer, connection->second->object);
+        m_connections.erase(connection);
     }
 }
 

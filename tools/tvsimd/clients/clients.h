@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -28,6 +29,7 @@ struct ClientConnection {
     lomodelapi::ObjectTypeSpec realType = lomodelapi::OBJECT_TYPE_NONE;
     lomodelapi::Observer* observer = nullptr;  // owned by Clients
     ModelObject* object = nullptr;             // null when the platform handed out none
+    std::set<std::string> iterators;           // the object paths of the iterators made through it (tables)
 };
 
 struct ClientIterator {
@@ -92,7 +94,9 @@ public:
 private:
     SignalTarget target(const std::string& client, const std::string& objectPath, std::uint64_t id) const;
     // Destroys the iterators made through the table connection, before it ends.
-    void destroyIteratorsOf(const ClientConnection& table);
+    void destroyIteratorsOf(ClientConnection& table);
+    // Forgets the connection, whose end the platform has answered.
+    void erase(std::map<std::uint64_t, std::unique_ptr<ClientConnection>>::iterator connection);
 
     RootInterface& m_root;
     NotificationQueue& m_queue;
@@ -100,6 +104,8 @@ private:
     sd_bus* m_bus = nullptr;
     std::uint64_t m_nextId = 1;
     std::map<std::uint64_t, std::unique_ptr<ClientConnection>> m_connections;
+    // The ids in m_connections by client, so that giving back what one client held costs what it held.
+    std::unordered_map<std::string, std::set<std::uint64_t>> m_connectionsOf;
     std::map<std::string, std::unique_ptr<ClientIterator>> m_iterators;  // by object path
     std::vector<std::unique_ptr<lomodelapi::Observer>> m_observers;      // live and ended, until clearEnded
     std::unordered_map<const void*, std::string> m_labels;
