@@ -26,6 +26,7 @@ constexpr const char* kControl = "io.sysaccess.TvSim.Control";
 constexpr const char* kResponders = "io.sysaccess.TvSim.Control.Responders";
 constexpr const char* kRecords = "io.sysaccess.TvSim.Control.Records";
 constexpr const char* kAction = "io.sysaccess.TvSim.Action";
+constexpr const char* kPlatform = "io.sysaccess.TvSim.Platform";
 constexpr const char* kVolume = "orvik.sl2.i32.audio.volume";
 constexpr const char* kVolumeObject = "/io/sysaccess/TvSim/model/orvik/sl2/i32/audio/volume";
 constexpr const char* kSwitch = "orvik.sl2.action.source.switch";
@@ -109,6 +110,22 @@ TEST_F(TvsimdTest, BadInputGetsOneClearErrorAndTheDaemonServesOn) {
          },
          "io.sysaccess.TvSim.Error.OutOfRange", "signed byte"},
     };
+        {"path beyond the bound",
+         [](BusClient& c) { return c.call(kControlPath, kPlatform, "Connect", "s", std::string(2048, 'a').c_str()); },
+         "io.sysaccess.TvSim.Error.InvalidArgument", "A model path is at most 1024 bytes; got 2048."},
+        {"results times copies beyond the budget",
+         [](BusClient& c) {
+             return c.call(kControlPath, kResponders, "SetReply", "ssiuiba(nnns)", kSwitch, "results", 0, 0u, 1000, 0,
+                           1, 0, 0, 0, std::string(2000, 'r').c_str());
+         },
+         "io.sysaccess.TvSim.Error.InvalidArgument",
+         "Results times copies are at most 1048576 bytes; got 2024 x 1000 = 2024000."},
+        {"arguments beyond the bound",
+         [](BusClient& c) {
+             return c.call(kSwitchObject, kAction, "Invoke", "ta(nnns)", c.connect(kSwitch), 1, 0, 0, 0,
+                           std::string(5000, 'x').c_str());
+         },
+         "io.sysaccess.TvSim.Error.InvalidArgument", "An invoke's arguments are at most 4096 bytes; got 5024."},
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         EXPECT_FALSE(Message(c.call(control)));

@@ -1,6 +1,8 @@
 // Actions of the simulated model: invoke, responders and outcomes.
 #include "model.h"
 
+#include <tvsim/input_limits.h>
+
 #include <utility>
 
 namespace tvsim {
@@ -34,6 +36,19 @@ std::string replyRefusal(const Reply& reply) {
     }
     if (reply.beforeInvokeReturns && reply.delay.count() > 0) {
         return "an outcome that comes before invoke returns cannot be delayed";
+    }
+    if (reply.kind != Reply::Kind::Results) {
+        return {};
+    }
+    // Every copy goes to every observer connected to the action, and is kept until it is due.
+    const std::size_t results = sizeOf(reply.results);
+    if (results > kMaxRequestBytes) {
+        return "results are at most " + std::to_string(kMaxRequestBytes) + " bytes; got " + std::to_string(results);
+    }
+    const std::size_t outcomes = results * static_cast<std::size_t>(reply.copies);
+    if (outcomes > kMaxReplyOutcomesBytes) {
+        return "results times copies are at most " + std::to_string(kMaxReplyOutcomesBytes) + " bytes; got " +
+               std::to_string(results) + " x " + std::to_string(reply.copies) + " = " + std::to_string(outcomes);
     }
     return {};
 }
@@ -142,6 +157,7 @@ void Model::emitResult(const std::string& path, unsigned int actionId,
     Lock lock(m_mutex);
     const Reply reply = Reply::withResults(results);
     postOutcome(entryOf(path, lomodelapi::OBJECT_TYPE_ACTION), actionId, reply);
+    requireArguments(results, "An outcome's results are");
     recordOutcome(actionId, reply, true);
 }
 

@@ -3,6 +3,8 @@
 // replies chosen) is kept here under one mutex.
 #include <tvsim/local_tv_control.h>
 
+#include <tvsim/input_limits.h>
+
 #include <common/mutex.h>
 
 #include <cctype>
@@ -114,6 +116,7 @@ void LocalTvControl::setRows(const std::string& table, const std::vector<Row>& r
 }
 
 void LocalTvControl::loadModel(const std::string& file) {
+    requireModelFileName(file);
     try {
         m_models->add(loadModelFile(file, m_simulator));
     } catch (const ModelFileError& error) {

@@ -4,6 +4,7 @@
 #include "tables.h"
 
 #include <tvsim/control_error.h>
+#include <tvsim/input_limits.h>
 
 #include <algorithm>
 
@@ -31,6 +32,8 @@ void Model::add(std::shared_ptr<Entry> entry) {
 }
 
 void Model::addValue(const std::string& path, ModelValue value) {
+    requireModelPath(path);
+    requireValue(value);
     auto entry = std::make_shared<Entry>(path, objectTypeOf(valueTypeOf(value)));
     entry->value = std::move(value);
     Lock lock(m_mutex);
@@ -38,6 +41,7 @@ void Model::addValue(const std::string& path, ModelValue value) {
 }
 
 void Model::addAction(const std::string& path, Responder responder) {
+    requireModelPath(path);
     auto entry = std::make_shared<Entry>(path, lomodelapi::OBJECT_TYPE_ACTION);
     entry->responder = std::move(responder);
     Lock lock(m_mutex);
@@ -45,6 +49,8 @@ void Model::addAction(const std::string& path, Responder responder) {
 }
 
 void Model::addTable(const std::string& path, std::vector<std::string> columns, std::vector<Row> rows) {
+    requireModelPath(path);
+    requireRows(rows);
     auto entry = std::make_shared<Entry>(path, lomodelapi::OBJECT_TYPE_TABLE);
     entry->columns = std::move(columns);
     entry->rows = std::make_shared<const std::vector<Row>>(std::move(rows));
@@ -73,6 +79,7 @@ std::vector<ModelEntry> Model::list(const std::string& prefix) const {
 }
 
 Entry& Model::entryAt(const std::string& path) const {
+    requireModelPath(path);
     auto found = m_entries.find(path);
     if (found == m_entries.end()) {
         throw ControlError::unknownPath(path);
@@ -111,6 +118,7 @@ ModelValue Model::value(const std::string& path, std::optional<ValueType> type) 
 }
 
 void Model::changeValue(const std::string& path, ModelValue value) {
+    requireValue(value);
     Lock lock(m_mutex);
     Entry& entry = valueEntryOf(path, valueTypeOf(value));
     entry.value = std::move(value);
@@ -118,6 +126,7 @@ void Model::changeValue(const std::string& path, ModelValue value) {
 }
 
 void Model::changeValues(const std::string& path, const std::vector<ModelValue>& values) {
+    requireSeries(values);
     Lock lock(m_mutex);
     for (const ModelValue& value : values) {
         valueEntryOf(path, valueTypeOf(value));

@@ -5,6 +5,9 @@
 #include "json_error_text.h"
 #include "model_file_reader.h"
 
+#include <tvsim/control_error.h>
+#include <tvsim/input_limits.h>
+
 #include <algorithm>
 #include <cctype>
 #include <cstdint>
@@ -19,6 +22,19 @@ constexpr long long kIntMin = std::numeric_limits<int>::min();
 constexpr long long kIntMax = std::numeric_limits<int>::max();
 constexpr long long kInt64Min = std::numeric_limits<long long>::min();
 constexpr long long kInt64Max = std::numeric_limits<long long>::max();
+
+// A size the TV does not take (tvsim/input_limits.h), as the node's fault: "a value is at most ...".
+template <typename Check>
+void requireWithin(const Node& node, Check check) {
+    try {
+        check();
+    } catch (const ControlError& refused) {
+        std::string what = refused.what();
+        what[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(what[0])));
+        what.pop_back();
+        node.fail(what);
+    }
+}
 
 }  // namespace
 
@@ -104,6 +120,7 @@ private:
     std::string claimPath(const Node& entry) {
         const Node pathNode = entry.member("path");
         std::string path = pathNode.text();
+        requireWithin(pathNode, [&] { requireModelPath(path); });
         if (!isValidPath(path)) {
             pathNode.fail("a model path is a non-empty text without spaces, not " + jsonQuoted(path));
         }
@@ -119,6 +136,7 @@ private:
         ValueEntry value;
         value.path = claimPath(entry);
         value.value = valueFromJson(parseValueType(entry.member("type")), entry.member("value"));
+        requireWithin(entry.member("value"), [&] { requireValue(value.value); });
         return value;
     }
 
@@ -160,6 +178,7 @@ private:
             }
             table.rows.push_back(std::move(row));
         }
+        requireWithin(entry.member("rows"), [&] { requireRows(table.rows); });
         return table;
     }
 

@@ -2,6 +2,7 @@
 #include "tables.h"
 
 #include <tvsim/control_error.h>
+#include <tvsim/input_limits.h>
 
 #include <algorithm>
 
@@ -162,6 +163,7 @@ std::vector<Row> Model::rows(const std::string& path) const {
 }
 
 void Model::setRows(const std::string& path, std::vector<Row> rows) {
+    requireRows(rows);
     Lock lock(m_mutex);
     Entry& table = entryOf(path, lomodelapi::OBJECT_TYPE_TABLE);
     for (std::size_t row = 0; row < rows.size(); ++row) {
