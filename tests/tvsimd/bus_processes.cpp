@@ -9,6 +9,7 @@
 
 #include <cstdarg>
 #include <cstdint>
+#include <fstream>
 #include <stdexcept>
 #include <thread>
 
@@ -36,6 +37,7 @@ ChildProcess::ChildProcess(const std::vector<std::string>& argv) {
         dup2(fds[1], STDOUT_FILENO);
         dup2(input[0], STDIN_FILENO);
         std::vector<char*> args;
+        args.reserve(argv.size() + 1);
         for (const std::string& arg : argv) {
             args.push_back(const_cast<char*>(arg.c_str()));
         }
@@ -90,6 +92,16 @@ std::string ChildProcess::readLine(milliseconds timeout) {
 int ChildProcess::stop(int signal, milliseconds timeout) {
     kill(m_pid, signal);
     return waitForExit(timeout);
+}
+
+long ChildProcess::residentKiB() const {
+    std::ifstream status("/proc/" + std::to_string(m_pid) + "/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.rfind("VmRSS:", 0) == 0) {
+            return std::stol(line.substr(6));
+        }
+    }
+    return -1;
 }
 
 int ChildProcess::waitForExit(milliseconds timeout) {

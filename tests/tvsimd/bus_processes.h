@@ -34,6 +34,8 @@ public:
     int waitForExit(milliseconds timeout = milliseconds(10000));
     // Sends the signal, then waitForExit.
     int stop(int signal, milliseconds timeout = milliseconds(10000));
+    // Its resident memory now (VmRSS); -1 when it has gone.
+    long residentKiB() const;
 
 private:
     int m_pid = -1;

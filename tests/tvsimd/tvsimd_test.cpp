@@ -4,6 +4,7 @@
 #include "bus_processes.h"
 
 #include <tv_control_proxy.h>
+#include <tvsim/input_limits.h>
 #include <value_codec.h>
 
 #include <gtest/gtest.h>
@@ -25,8 +26,8 @@ using tvsim::bus::Message;
 constexpr const char* kControl = "io.sysaccess.TvSim.Control";
 constexpr const char* kResponders = "io.sysaccess.TvSim.Control.Responders";
 constexpr const char* kRecords = "io.sysaccess.TvSim.Control.Records";
-constexpr const char* kAction = "io.sysaccess.TvSim.Action";
 constexpr const char* kPlatform = "io.sysaccess.TvSim.Platform";
+constexpr const char* kAction = "io.sysaccess.TvSim.Action";
 constexpr const char* kVolume = "orvik.sl2.i32.audio.volume";
 constexpr const char* kVolumeObject = "/io/sysaccess/TvSim/model/orvik/sl2/i32/audio/volume";
 constexpr const char* kSwitch = "orvik.sl2.action.source.switch";
@@ -109,7 +110,6 @@ TEST_F(TvsimdTest, BadInputGetsOneClearErrorAndTheDaemonServesOn) {
              return c.call(kControlPath, kResponders, "EmitResult", "sua(nnns)", kSwitch, 1u, 1, 0, 300, 0, "x");
          },
          "io.sysaccess.TvSim.Error.OutOfRange", "signed byte"},
-    };
         {"path beyond the bound",
          [](BusClient& c) { return c.call(kControlPath, kPlatform, "Connect", "s", std::string(2048, 'a').c_str()); },
          "io.sysaccess.TvSim.Error.InvalidArgument", "A model path is at most 1024 bytes; got 2048."},
@@ -126,6 +126,7 @@ TEST_F(TvsimdTest, BadInputGetsOneClearErrorAndTheDaemonServesOn) {
                            std::string(5000, 'x').c_str());
          },
          "io.sysaccess.TvSim.Error.InvalidArgument", "An invoke's arguments are at most 4096 bytes; got 5024."},
+    };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         EXPECT_FALSE(Message(c.call(control)));
@@ -310,6 +311,45 @@ TEST(TvsimdPrivateBus, PrintsTheExportLineServesAndStopsItsBus) {
     }
     EXPECT_EQ(tvsimd.stop(SIGINT), 0);
     EXPECT_THROW(BusClient{address}, std::runtime_error);
+}
+
+// Connect cycles leave the service's memory flat: it keeps the newest records
+// only, and no observer of a connection that ended.
+TEST(TvsimdLimits, ConnectCyclesLeaveTheServiceFlat) {
+    PrivateDbusDaemon bus;
+    Tvsimd tvsimd(bus.address(), {"--max-records", "100"});
+    ASSERT_TRUE(tvsimd.ready());
+    BusClient client(bus.address());
+    const auto cycles = [&](int count) {
+        for (int cycle = 0; cycle < count; ++cycle) {
+            const std::uint64_t id = client.connect(kVolume);
+            ASSERT_TRUE(Message(client.call(kControlPath, kPlatform, "Disconnect", "st", kVolume, id)));
+        }
+    };
+    cycles(1000);  // beyond the limit, where every cycle drops the oldest records
+    const long before = tvsimd.process().residentKiB();
+    cycles(10000);
+    EXPECT_LT(tvsimd.process().residentKiB() - before, 1024) << "KiB grown over 10,000 cycles";
+}
+
+// Records too many for one D-Bus message are refused with an error, not sent
+// in a message the bus daemon would drop the service for.
+TEST(TvsimdLimits, ARecordsReplyBeyondOneMessageIsAnError) {
+    PrivateDbusDaemon bus;
+    Tvsimd tvsimd(bus.address(), {"--max-records", "20000"});
+    ASSERT_TRUE(tvsimd.ready());
+    tvsim::bus::TvControlProxy tv(bus.address(), milliseconds(5000));
+    tv.refuseNextInvokes(kSwitch, 1000000, 9);
+    BusClient client(bus.address());
+    const std::uint64_t id = client.connect(kSwitch);
+    const std::string argument(tvsim::kMaxRequestBytes - 24, 'x');
+    for (int invoke = 0; invoke < 16000; ++invoke) {  // about 4 KiB each: 61 MiB of invoke records
+        ASSERT_TRUE(
+            Message(client.call(kSwitchObject, kAction, "Invoke", "ta(nnns)", id, 1, 0, 0, 0, argument.c_str())));
+    }
+    EXPECT_FALSE(Message(client.call(kControlPath, kRecords, "Invokes", nullptr)));
+    EXPECT_EQ(client.errorName(), "org.freedesktop.DBus.Error.LimitsExceeded");
+    EXPECT_EQ(tv.value(kVolume), ModelValue(12)) << "the daemon stopped serving";
 }
 
 // A daemon whose bus went away ends with status 1 instead of serving nobody.

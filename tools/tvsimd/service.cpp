@@ -31,10 +31,9 @@ int require(int result, const std::string& what) {
 Service::Service(tvsim::Simulator& simulator, RootInterface& root, tvsim::LoadedModel model)
     : m_flusher(simulator, m_queue),
       m_clients(root, m_queue),
-      m_control(simulator, std::move(model),
-                [this](lomodelapi::Observer* observer) { return m_clients.label(observer); }),
+      m_control(simulator, std::move(model)),
       m_controlParts{m_control, m_flusher},
-      m_recordsParts{simulator, m_control, m_clients},
+      m_recordsParts{simulator, m_control},
       m_clientParts{simulator, m_clients, m_queue} {}
 
 Service::~Service() {

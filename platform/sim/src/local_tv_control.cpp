@@ -74,8 +74,8 @@ private:
     std::map<std::string, Reply> m_chosen SYSACCESS_GUARDED_BY(m_mutex);
 };
 
-LocalTvControl::LocalTvControl(Simulator& simulator, LoadedModel loaded, ClientNamer namer)
-    : m_simulator(simulator), m_namer(std::move(namer)), m_models(std::make_unique<Models>(std::move(loaded))) {}
+LocalTvControl::LocalTvControl(Simulator& simulator, LoadedModel loaded)
+    : m_simulator(simulator), m_models(std::make_unique<Models>(std::move(loaded))) {}
 
 LocalTvControl::~LocalTvControl() = default;
 
@@ -206,14 +206,17 @@ std::optional<SourceSwitchState> LocalTvControl::sourceSwitch(const std::string&
 std::vector<ClientConnect> LocalTvControl::connects() {
     std::vector<ClientConnect> records;
     for (const ConnectRecord& connect : m_simulator.connects()) {
-        records.push_back({connect.path, m_namer ? m_namer(connect.observer) : std::string(), connect.status,
-                           connect.object != nullptr});
+        records.push_back({connect.path, connect.client, connect.status, connect.object != nullptr});
     }
     return records;
 }
 
 std::vector<InvokeRecord> LocalTvControl::invokes() {
     return m_simulator.invokes();
+}
+
+DroppedRecords LocalTvControl::droppedRecords() {
+    return m_simulator.droppedRecords();
 }
 
 void LocalTvControl::clearRecords() {

@@ -141,14 +141,16 @@ void Model::changeValues(const std::string& path, const std::vector<ModelValue>&
 int Model::connect(const std::string& path, lomodelapi::Observer* observer, ModelObject*& object) {
     object = nullptr;
     int status = 0;
+    std::string client = clientNameOf(observer);
     Lock lock(m_mutex);
-    PathFaults& faults = m_faults[path];
+    // Only a path that held an object has faults: connects to any other path leave nothing behind.
+    auto faults = m_faults.find(path);
     auto found = m_entries.find(path);
-    if (faults.failingConnects > 0) {
-        --faults.failingConnects;
-        status = faults.failingConnectStatus;
-    } else if (faults.nullConnects > 0) {
-        --faults.nullConnects;
+    if (faults != m_faults.end() && faults->second.failingConnects > 0) {
+        --faults->second.failingConnects;
+        status = faults->second.failingConnectStatus;
+    } else if (faults != m_faults.end() && faults->second.nullConnects > 0) {
+        --faults->second.nullConnects;
     } else if (found == m_entries.end()) {
         status = kStatusUnknownPath;
     } else {
@@ -161,15 +163,16 @@ int Model::connect(const std::string& path, lomodelapi::Observer* observer, Mode
         found->second->connections.push_back(connection.get());
         m_connections.emplace(object, std::move(connection));
     }
-    m_records.connects.push_back({path, observer, object, status});
+    m_records.connects.add({path, observer, object, status, std::move(client)}, m_recordLimit);
     return status;
 }
 
 int Model::disconnect(const std::string& path, lomodelapi::Observer* observer, ModelObject* object) {
     std::unique_ptr<Connection> ended;
+    std::string client = clientNameOf(observer);
     {
         Lock lock(m_mutex);
-        m_records.disconnects.push_back({path, observer, object});
+        m_records.disconnects.add({path, observer, object, std::move(client)}, m_recordLimit);
         auto found = m_connections.find(object);
         if (found == m_connections.end() || found->second->entry->path != path || found->second->observer != observer) {
             return kStatusUnknownObject;
@@ -357,6 +360,27 @@ std::map<int, std::string> Model::lastStringMap(const std::string& path) const {
 void Model::clearRecords() {
     Lock lock(m_mutex);
     m_records = Records();
+}
+
+void Model::limitRecords(std::size_t perKind) {
+    Lock lock(m_mutex);
+    m_recordLimit = std::max<std::size_t>(perKind, 1);
+    m_records.connects.trim(m_recordLimit);
+    m_records.disconnects.trim(m_recordLimit);
+    m_records.invokes.trim(m_recordLimit);
+    m_records.createIterators.trim(m_recordLimit);
+    m_records.destroyIterators.trim(m_recordLimit);
+}
+
+DroppedRecords Model::droppedRecords() const {
+    Lock lock(m_mutex);
+    return {m_records.connects.dropped(), m_records.disconnects.dropped(), m_records.invokes.dropped(),
+            m_records.createIterators.dropped(), m_records.destroyIterators.dropped()};
+}
+
+std::string clientNameOf(const lomodelapi::Observer* observer) {
+    const auto* named = dynamic_cast<const ClientNamingObserver*>(observer);
+    return named != nullptr ? named->clientName() : std::string();
 }
 
 }  // namespace tvsim

@@ -196,6 +196,7 @@ TableIteratorObject* Model::createIterator(const std::shared_ptr<Entry>& table, 
                                            const std::vector<lomodelapi::TableSelection>& selections,
                                            const std::vector<int>& columns,
                                            const std::vector<lomodelapi::TableOrder>& orders) {
+    std::string client = clientNameOf(observer);
     Lock lock(m_mutex);
     TableIteratorObject* created = nullptr;
     PathFaults& faults = m_faults[table->path];
@@ -209,7 +210,8 @@ TableIteratorObject* Model::createIterator(const std::shared_ptr<Entry>& table, 
         created = iterator.get();
         m_iterators.emplace(created, std::move(iterator));
     }
-    m_records.createIterators.push_back({table->path, type, observer, selections, columns, orders, created});
+    m_records.createIterators.add(
+        {table->path, type, observer, selections, columns, orders, created, std::move(client)}, m_recordLimit);
     return created;
 }
 
@@ -217,7 +219,7 @@ int Model::destroyIterator(TableIteratorObject* iterator) {
     std::unique_ptr<SimTableIterator> ended;
     {
         Lock lock(m_mutex);
-        m_records.destroyIterators.push_back(iterator);
+        m_records.destroyIterators.add(iterator, m_recordLimit);
         auto found = m_iterators.find(iterator);
         if (found == m_iterators.end()) {
             return kStatusUnknownObject;

@@ -21,12 +21,10 @@ struct ControlParts {
     FlushWorker& flusher;
 };
 
-// io.sysaccess.TvSim.Control.Records: what clients asked, named by the clients'
-// bookkeeping.
+// io.sysaccess.TvSim.Control.Records: what clients asked.
 struct RecordsParts {
     tvsim::CallRecords& records;
     tvsim::TvControl& control;
-    Clients& clients;
 };
 
 // io.sysaccess.TvSim.Platform, the model objects and the iterators: the

@@ -5,6 +5,8 @@
 #include "signals.h"
 #include "value_codec.h"
 
+#include <tvsim/call_records.h>
+
 #include <utility>
 #include <vector>
 
@@ -38,57 +40,61 @@ void postInteger(const SignalTarget& target, const char* interface, const char* 
          [value](sd_bus_message* signal) { check(sd_bus_message_append_basic(signal, 'i', &value), "append"); });
 }
 
-class IntegerObserver : public lomodelapi::ObserverNumericInteger {
+// Where an observer's signals go, and the name the simulator's records give
+// its client: "<unique name>#<connection or iterator id>". The records copy
+// the name, so the observer goes with its connection.
+template <typename Observer>
+class ClientObserver : public Observer, public tvsim::ClientNamingObserver {
 public:
-    explicit IntegerObserver(SignalTarget target) : m_target(std::move(target)) {}
-    void notifyNewValue(int value) override { postValue(m_target, value); }
+    explicit ClientObserver(SignalTarget target)
+        : m_target(std::move(target)), m_name(m_target.client + "#" + std::to_string(m_target.id)) {}
+
+    const std::string& clientName() const override { return m_name; }
+
+protected:
+    const SignalTarget& target() const { return m_target; }
 
 private:
     SignalTarget m_target;
+    std::string m_name;
 };
 
-class Int64Observer : public lomodelapi::ObserverNumericInt64 {
+class IntegerObserver : public ClientObserver<lomodelapi::ObserverNumericInteger> {
 public:
-    explicit Int64Observer(SignalTarget target) : m_target(std::move(target)) {}
-    void notifyNewValue(long long value) override { postValue(m_target, value); }
-
-private:
-    SignalTarget m_target;
+    using ClientObserver::ClientObserver;
+    void notifyNewValue(int value) override { postValue(target(), value); }
 };
 
-class StringObserver : public lomodelapi::ObserverString {
+class Int64Observer : public ClientObserver<lomodelapi::ObserverNumericInt64> {
 public:
-    explicit StringObserver(SignalTarget target) : m_target(std::move(target)) {}
-    void notifyNewValue(const std::string& value) override { postValue(m_target, value); }
-
-private:
-    SignalTarget m_target;
+    using ClientObserver::ClientObserver;
+    void notifyNewValue(long long value) override { postValue(target(), value); }
 };
 
-class IntegerVectorObserver : public lomodelapi::ObserverVectorNumericInteger {
+class StringObserver : public ClientObserver<lomodelapi::ObserverString> {
 public:
-    explicit IntegerVectorObserver(SignalTarget target) : m_target(std::move(target)) {}
-    void notifyIntegerVector(const std::vector<int>& values) override { postValue(m_target, values); }
-
-private:
-    SignalTarget m_target;
+    using ClientObserver::ClientObserver;
+    void notifyNewValue(const std::string& value) override { postValue(target(), value); }
 };
 
-class StringVectorObserver : public lomodelapi::ObserverVectorString {
+class IntegerVectorObserver : public ClientObserver<lomodelapi::ObserverVectorNumericInteger> {
 public:
-    explicit StringVectorObserver(SignalTarget target) : m_target(std::move(target)) {}
-    void notifyStringVector(const std::vector<std::string>& values) override { postValue(m_target, values); }
-
-private:
-    SignalTarget m_target;
+    using ClientObserver::ClientObserver;
+    void notifyIntegerVector(const std::vector<int>& values) override { postValue(target(), values); }
 };
 
-class ActionObserver : public lomodelapi::ObserverAction {
+class StringVectorObserver : public ClientObserver<lomodelapi::ObserverVectorString> {
 public:
-    explicit ActionObserver(SignalTarget target) : m_target(std::move(target)) {}
+    using ClientObserver::ClientObserver;
+    void notifyStringVector(const std::vector<std::string>& values) override { postValue(target(), values); }
+};
+
+class ActionObserver : public ClientObserver<lomodelapi::ObserverAction> {
+public:
+    using ClientObserver::ClientObserver;
 
     void notifyResult(unsigned int actionId, const std::vector<lomodelapi::Argument>& results) override {
-        post(m_target, kActionInterface, "Result", true, [actionId, results](sd_bus_message* signal) {
+        post(target(), kActionInterface, "Result", true, [actionId, results](sd_bus_message* signal) {
             const std::uint32_t id = actionId;
             check(sd_bus_message_append_basic(signal, 'u', &id), "append action id");
             appendArguments(signal, results);
@@ -96,28 +102,22 @@ public:
     }
 
     void notifyExecutionError(unsigned int actionId, int error) override {
-        post(m_target, kActionInterface, "ExecutionError", true, [actionId, error](sd_bus_message* signal) {
+        post(target(), kActionInterface, "ExecutionError", true, [actionId, error](sd_bus_message* signal) {
             check(sd_bus_message_append(signal, "ui", static_cast<std::uint32_t>(actionId), error), "append");
         });
     }
-
-private:
-    SignalTarget m_target;
 };
 
-class TableObserver : public lomodelapi::ObserverTable {
+class TableObserver : public ClientObserver<lomodelapi::ObserverTable> {
 public:
-    explicit TableObserver(SignalTarget target) : m_target(std::move(target)) {}
-    void notifyUpdate(int change) override { postInteger(m_target, kTableInterface, "Update", true, change); }
-
-private:
-    SignalTarget m_target;
+    using ClientObserver::ClientObserver;
+    void notifyUpdate(int change) override { postInteger(target(), kTableInterface, "Update", true, change); }
 };
 
 // Iterator signals carry no id: the iterator's own object path names it.
-class IteratorObserver : public lomodelapi::ObserverTableIterator {
+class IteratorObserver : public ClientObserver<lomodelapi::ObserverTableIterator> {
 public:
-    explicit IteratorObserver(SignalTarget target) : m_target(std::move(target)) {}
+    using ClientObserver::ClientObserver;
 
     void notifyCommit(int status) override { event("Commit", status); }
     void notifyTotalCount(int count) override { event("TotalCount", count); }
@@ -128,7 +128,7 @@ public:
     void notifyUpdate(int change) override { event("Update", change); }
 
     void notifyReadRow(const std::vector<std::string>& row) override {
-        post(m_target, kIteratorInterface, "ReadRow", false,
+        post(target(), kIteratorInterface, "ReadRow", false,
              [row](sd_bus_message* signal) { appendValue(signal, row); });
     }
 
@@ -138,14 +138,12 @@ public:
         for (const auto* row : rows) {
             copies.push_back(row != nullptr ? *row : std::vector<std::string>());
         }
-        post(m_target, kIteratorInterface, "ReadRowChunk", false,
+        post(target(), kIteratorInterface, "ReadRowChunk", false,
              [copies = std::move(copies)](sd_bus_message* signal) { appendRows(signal, copies); });
     }
 
 private:
-    void event(const char* member, int value) { postInteger(m_target, kIteratorInterface, member, false, value); }
-
-    SignalTarget m_target;
+    void event(const char* member, int value) { postInteger(target(), kIteratorInterface, member, false, value); }
 };
 
 }  // namespace
@@ -167,7 +165,7 @@ std::unique_ptr<lomodelapi::Observer> makeObserver(lomodelapi::ObjectTypeSpec re
         case lomodelapi::OBJECT_TYPE_TABLE:
             return std::make_unique<TableObserver>(std::move(target));
         default:
-            return std::make_unique<lomodelapi::Observer>();
+            return std::make_unique<ClientObserver<lomodelapi::Observer>>(std::move(target));
     }
 }
 

@@ -26,7 +26,8 @@ struct SignalTarget {
 };
 
 // The observer class that fits an object of this real type; a plain Observer
-// (never called) for anything else, such as a path that holds no object.
+// (never called) for anything else, such as a path that holds no object. Each
+// names its client to the simulator's records (tvsim::ClientNamingObserver).
 std::unique_ptr<lomodelapi::Observer> makeObserver(lomodelapi::ObjectTypeSpec realType, SignalTarget target);
 
 std::unique_ptr<lomodelapi::ObserverTableIterator> makeIteratorObserver(SignalTarget target);
