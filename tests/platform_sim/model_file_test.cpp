@@ -31,6 +31,7 @@ struct BadModelCase {
 
 // A valid start, so that a refusal late in the document shows nothing is half-loaded.
 #define GOOD_VALUE R"({"path": "a.int", "type": "integer", "value": 1})"
+#define TEN_TIMES(text) text text text text text text text text text text
 
 const BadModelCase kBadModels[] = {
     {"SyntaxErrorNamesItsLine", "{\n  \"values\": [\n    {\"path\": \"a\" \"type\": \"integer\"}\n  ]\n}",
@@ -122,6 +123,10 @@ const BadModelCase kBadModels[] = {
      "(-2147483648 to 2147483647)"},
     {"IntegerInExponentForm", R"({"values": [{"path": "a", "type": "integer", "value": 1e3}]})",
      "bad.json: /values/0/value: expected an integer, got 1000.0"},
+    {"PathBeyondTheBound",
+     R"({"values": [)" GOOD_VALUE
+     R"(, {"path": ")" TEN_TIMES(TEN_TIMES(TEN_TIMES("p") "q")) R"(", "type": "integer", "value": 1}]})",
+     "bad.json: /values/1/path: a model path is at most 1024 bytes; got 1100"},
 };
 
 class BadModelTest : public ::testing::TestWithParam<BadModelCase> {};
