@@ -283,6 +283,15 @@ std::vector<tvsim::InvokeRecord> TvControlProxy::invokes() {
     return records;
 }
 
+tvsim::DroppedRecords TvControlProxy::droppedRecords() {
+    Message reply = callWith(kRecordsInterface, "Dropped", "");
+    tvsim::DroppedRecords dropped;
+    check(sd_bus_message_read(reply.get(), "ttttt", &dropped.connects, &dropped.disconnects, &dropped.invokes,
+                              &dropped.createIterators, &dropped.destroyIterators),
+          "read dropped records");
+    return dropped;
+}
+
 void TvControlProxy::clearRecords() {
     callWith(kRecordsInterface, "Clear", "");
 }

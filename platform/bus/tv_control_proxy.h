@@ -59,6 +59,7 @@ public:
 
     std::vector<tvsim::ClientConnect> connects() override;
     std::vector<tvsim::InvokeRecord> invokes() override;
+    tvsim::DroppedRecords droppedRecords() override;
     void clearRecords() override;
 
 private:

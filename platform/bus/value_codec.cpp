@@ -11,6 +11,8 @@
 namespace tvsim::bus {
 namespace {
 
+constexpr std::size_t kMaxEchoedKind = 32;
+
 std::string describeSignature(const char* signature) {
     static const std::pair<const char*, const char*> kNames[] = {{"i", "an integer"},
                                                                  {"x", "an int64"},
@@ -268,8 +270,12 @@ tvsim::Reply::Kind readReplyKind(const char* name) {
             return kind;
         }
     }
+    // Only a name short enough to be a mistyped kind is repeated: the sentence must fit any reply.
+    const std::size_t length = std::strlen(name);
     throw BusError(kErrorInvalidArgument,
-                   std::string("The reply kind must be results, failure or none; got '") + name + "'.");
+                   "The reply kind must be results, failure or none; got " +
+                       (length <= kMaxEchoedKind ? "'" + std::string(name) + "'."
+                                                 : "a text of " + std::to_string(length) + " bytes."));
 }
 
 }  // namespace tvsim::bus

@@ -129,7 +129,7 @@ const BadModelCase kBadModels[] = {
     // Each byte of a path may take three characters of a D-Bus object path, which the bus carries up to 64 KiB.
     {"PathLongerThanTheBusCarries",
      R"({"values": [{"path": ")" + std::string(1025, 'a') + R"(", "type": "integer", "value": 1}]})",
-     "bad.json: /values/0/path: a model path is at most 1024 bytes, not 1025"},
+     "bad.json: /values/0/path: a model path is at most 1024 bytes; got 1025"},
     {"NestingDeeperThan32", R"({"values": )" + std::string(32, '[') + std::string(32, ']') + "}",
      "bad.json: /values" + std::regex_replace(std::string(31, '0'), std::regex("0"), "/0") +
          ": arrays and objects nest at most 32 deep"},

@@ -43,7 +43,7 @@ protected:
     }
 
     tvsimd_test::PrivateDbusDaemon bus;
-    tvsimd_test::Tvsimd tvsimd{bus.address()};
+    tvsimd_test::Tvsimd tvsimd{bus.address(), {"--max-records", "2"}};
 };
 
 // Each line of --json output is one JSON object.
@@ -67,11 +67,14 @@ TEST_F(SactlBusTest, ListsTheServedModelThroughTheOptionOrTheVariable) {
 }
 
 // responders set makes the client's invoke fail with the code; records shows
-// the client's connect and invoke with its arguments; --clear forgets them.
+// how many the service dropped beyond its limit, then the client's connects and
+// invoke with its arguments; --clear forgets them.
 TEST_F(SactlBusTest, RespondersAndRecordsRoundTrip) {
     EXPECT_EQ(sactl("responders set " + std::string(kSwitch) + " --failure 42").out,
               std::string(kSwitch) + " answers failure 42 delay-ms=0 copies=1\n");
     BusClient client(bus.address());
+    client.connect(kVolume);
+    client.connect(kVolume);
     const std::uint64_t id = client.connect(kSwitch);
     ASSERT_TRUE(
         Message(client.call(kSwitchObject, "io.sysaccess.TvSim.Action", "Invoke", "ta(nnns)", id, 1, 0, 2, 0, "hbbtv")))
@@ -80,12 +83,14 @@ TEST_F(SactlBusTest, RespondersAndRecordsRoundTrip) {
     EXPECT_EQ("ExecutionError", client.signals()[0].member);
 
     const std::vector<nlohmann::json> records = jsonLines(sactl("--json records --clear").out);
-    ASSERT_EQ(2u, records.size());
-    EXPECT_EQ(records[0]["record"], "connect");
-    EXPECT_EQ(records[0]["path"], kSwitch);
-    EXPECT_EQ(records[0]["client"].get<std::string>().rfind(client.uniqueName(), 0), 0u) << records[0];
-    EXPECT_EQ(records[1]["record"], "invoke");
-    EXPECT_EQ(records[1]["arguments"], nlohmann::json::parse(R"([{"position": 2, "value": "hbbtv"}])"));
+    ASSERT_EQ(4u, records.size());
+    EXPECT_EQ(records[0], nlohmann::json({{"record", "dropped"}, {"connects", 1}, {"invokes", 0}}));
+    EXPECT_EQ(records[1]["path"], kVolume);
+    EXPECT_EQ(records[2]["record"], "connect");
+    EXPECT_EQ(records[2]["path"], kSwitch);
+    EXPECT_EQ(records[2]["client"], client.uniqueName() + "#3");
+    EXPECT_EQ(records[3]["record"], "invoke");
+    EXPECT_EQ(records[3]["arguments"], nlohmann::json::parse(R"([{"position": 2, "value": "hbbtv"}])"));
     EXPECT_EQ(sactl("records").out, "");
     EXPECT_EQ(sactl("responders clear " + std::string(kSwitch)).out,
               std::string(kSwitch) + " answers as its model says\n");

@@ -9,6 +9,7 @@
 
 #include <cstdarg>
 #include <cstdint>
+#include <fstream>
 #include <stdexcept>
 #include <thread>
 
@@ -94,6 +95,16 @@ std::string ChildProcess::readLine(milliseconds timeout) {
 int ChildProcess::stop(int signal, milliseconds timeout) {
     kill(m_pid, signal);
     return waitForExit(timeout);
+}
+
+long ChildProcess::residentKiB() const {
+    std::ifstream status("/proc/" + std::to_string(m_pid) + "/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.rfind("VmRSS:", 0) == 0) {
+            return std::stol(line.substr(6));
+        }
+    }
+    return -1;
 }
 
 int ChildProcess::waitForExit(milliseconds timeout) {

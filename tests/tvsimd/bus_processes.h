@@ -37,6 +37,8 @@ public:
     // Sends the signal, then waitForExit.
     int stop(int signal, milliseconds timeout = milliseconds(10000));
     int pid() const { return m_pid; }
+    // Its resident memory now (VmRSS); -1 when it has gone.
+    long residentKiB() const;
 
 private:
     int m_pid = -1;

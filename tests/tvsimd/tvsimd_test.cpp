@@ -4,6 +4,7 @@
 #include "bus_processes.h"
 
 #include <tv_control_proxy.h>
+#include <tvsim/input_limits.h>
 #include <value_codec.h>
 
 #include <gtest/gtest.h>
@@ -28,6 +29,7 @@ using tvsim::bus::Message;
 constexpr const char* kControl = "io.sysaccess.TvSim.Control";
 constexpr const char* kResponders = "io.sysaccess.TvSim.Control.Responders";
 constexpr const char* kRecords = "io.sysaccess.TvSim.Control.Records";
+constexpr const char* kPlatform = "io.sysaccess.TvSim.Platform";
 constexpr const char* kAction = "io.sysaccess.TvSim.Action";
 constexpr const char* kVolume = "orvik.sl2.i32.audio.volume";
 constexpr const char* kVolumeObject = "/io/sysaccess/TvSim/model/orvik/sl2/i32/audio/volume";
@@ -40,16 +42,6 @@ using Clock = std::chrono::steady_clock;
 
 long millisecondsSince(Clock::time_point start) {
     return static_cast<long>(std::chrono::duration_cast<milliseconds>(Clock::now() - start).count());
-}
-
-long rssMegabytes(int pid) {
-    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
-    std::string field;
-    while (status >> field && field != "VmRSS:") {
-    }
-    long kilobytes = -1;
-    status >> kilobytes;
-    return kilobytes / 1024;
 }
 
 int observersOf(BusClient& client, const char* path) {
@@ -134,6 +126,22 @@ TEST_F(TvsimdTest, BadInputGetsOneClearErrorAndTheDaemonServesOn) {
              return c.call(kControlPath, kResponders, "EmitResult", "sua(nnns)", kSwitch, 1u, 1, 0, 300, 0, "x");
          },
          "io.sysaccess.TvSim.Error.OutOfRange", "signed byte"},
+        {"path beyond the bound",
+         [](BusClient& c) { return c.call(kControlPath, kPlatform, "Connect", "s", std::string(2048, 'a').c_str()); },
+         "io.sysaccess.TvSim.Error.InvalidArgument", "A model path is at most 1024 bytes; got 2048."},
+        {"results times copies beyond the budget",
+         [](BusClient& c) {
+             return c.call(kControlPath, kResponders, "SetReply", "ssiuiba(nnns)", kSwitch, "results", 0, 0u, 1000, 0,
+                           1, 0, 0, 0, std::string(2000, 'r').c_str());
+         },
+         "io.sysaccess.TvSim.Error.InvalidArgument",
+         "Results times copies are at most 1048576 bytes; got 2024 x 1000 = 2024000."},
+        {"arguments beyond the bound",
+         [](BusClient& c) {
+             return c.call(kSwitchObject, kAction, "Invoke", "ta(nnns)", c.connect(kSwitch), 1, 0, 0, 0,
+                           std::string(5000, 'x').c_str());
+         },
+         "io.sysaccess.TvSim.Error.InvalidArgument", "An invoke's arguments are at most 4096 bytes; got 5024."},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -357,14 +365,14 @@ TEST(TvsimdSlowClient, OneThatReadsNothingIsDroppedAtItsQueuesBound) {
     const char* name = "orvik.sl2.str.tvservice.channel-name";
     BusClient stopped(bus.address());
     ASSERT_NE(stopped.connect(name), 0u);
-    const std::vector<ModelValue> series(3000, ModelValue(std::string(8192, 'x')));
-    for (int round = 0; round < 3; ++round) {
+    const std::vector<ModelValue> series(1500, ModelValue(std::string(8192, 'x')));  // 12 MiB, within a series' bound
+    for (int round = 0; round < 6; ++round) {
         tv.setValues(name, series);
     }
     const std::string line = tvsimd.process().readLine();
     EXPECT_EQ(line.rfind("tvsimd: dropped client " + stopped.uniqueName() + ": ", 0), 0u) << line;
     EXPECT_NE(line.find("past the bound of 67108864 bytes"), std::string::npos) << line;
-    EXPECT_LT(rssMegabytes(bus.process().pid()), 64) << "dbus-daemon holds what the client did not read";
+    EXPECT_LT(bus.process().residentKiB(), 64 * 1024) << "dbus-daemon holds what the client did not read";
     BusClient control(bus.address());
     const Message dropped(control.call(kControlPath, kRecords, "DroppedClients", nullptr));
     const char* client = "";
@@ -387,6 +395,45 @@ TEST(TvsimdPrivateBus, PrintsTheExportLineServesAndStopsItsBus) {
     }
     EXPECT_EQ(tvsimd.stop(SIGINT), 0);
     EXPECT_THROW(BusClient{address}, std::runtime_error);
+}
+
+// Connect cycles leave the service's memory flat: it keeps the newest records
+// only, and no observer of a connection that ended.
+TEST(TvsimdLimits, ConnectCyclesLeaveTheServiceFlat) {
+    PrivateDbusDaemon bus;
+    Tvsimd tvsimd(bus.address(), {"--max-records", "100"});
+    ASSERT_TRUE(tvsimd.ready());
+    BusClient client(bus.address());
+    const auto cycles = [&](int count) {
+        for (int cycle = 0; cycle < count; ++cycle) {
+            const std::uint64_t id = client.connect(kVolume);
+            ASSERT_TRUE(Message(client.call(kControlPath, kPlatform, "Disconnect", "st", kVolume, id)));
+        }
+    };
+    cycles(1000);  // beyond the limit, where every cycle drops the oldest records
+    const long before = tvsimd.process().residentKiB();
+    cycles(10000);
+    EXPECT_LT(tvsimd.process().residentKiB() - before, 1024) << "KiB grown over 10,000 cycles";
+}
+
+// Records too many for one D-Bus message are refused with an error, not sent
+// in a message the bus daemon would drop the service for.
+TEST(TvsimdLimits, ARecordsReplyBeyondOneMessageIsAnError) {
+    PrivateDbusDaemon bus;
+    Tvsimd tvsimd(bus.address(), {"--max-records", "20000"});
+    ASSERT_TRUE(tvsimd.ready());
+    tvsim::bus::TvControlProxy tv(bus.address(), milliseconds(5000));
+    tv.refuseNextInvokes(kSwitch, 1000000, 9);
+    BusClient client(bus.address());
+    const std::uint64_t id = client.connect(kSwitch);
+    const std::string argument(tvsim::kMaxRequestBytes - 24, 'x');
+    for (int invoke = 0; invoke < 16000; ++invoke) {  // about 4 KiB each: 61 MiB of invoke records
+        ASSERT_TRUE(
+            Message(client.call(kSwitchObject, kAction, "Invoke", "ta(nnns)", id, 1, 0, 0, 0, argument.c_str())));
+    }
+    EXPECT_FALSE(Message(client.call(kControlPath, kRecords, "Invokes", nullptr)));
+    EXPECT_EQ(client.errorName(), "org.freedesktop.DBus.Error.LimitsExceeded");
+    EXPECT_EQ(tv.value(kVolume), ModelValue(12)) << "the daemon stopped serving";
 }
 
 // A daemon whose bus went away ends with status 1 instead of serving nobody.

@@ -1,4 +1,5 @@
-// records: what clients asked of the TV, connects and invokes in the order they arrived.
+// records: what clients asked of the TV, connects and invokes in the order they arrived,
+// after how many of each the TV dropped to keep within its records' limit.
 #include "actions.h"
 #include "commands.h"
 
@@ -6,6 +7,13 @@ namespace sactl {
 namespace {
 
 void printRecords(Session& session, bool clear) {
+    // The service keeps the newest records only; what went before them comes first.
+    const tvsim::DroppedRecords dropped = session.tv().droppedRecords();
+    if (dropped.connects != 0 || dropped.invokes != 0) {
+        session.out().result(
+            "dropped connects=" + std::to_string(dropped.connects) + " invokes=" + std::to_string(dropped.invokes),
+            {{"record", "dropped"}, {"connects", dropped.connects}, {"invokes", dropped.invokes}});
+    }
     for (const tvsim::ClientConnect& connect : session.tv().connects()) {
         session.out().result("connect " + connect.path + " status=" + std::to_string(connect.status) +
                                  (connect.object ? " object" : " no-object") +

@@ -25,6 +25,11 @@
 
 namespace {
 
+// Of each kind of call record: a service that runs for days keeps the newest
+// ones, and its Records replies stay well within a D-Bus message.
+constexpr std::size_t kDefaultMaxRecords = 10000;
+constexpr std::size_t kMostMaxRecords = 1000000;
+
 struct Options {
     std::string modelFile;
     std::string address;
@@ -32,6 +37,7 @@ struct Options {
     std::string logLevel;
     std::string http;  // empty: no dashboard
     bool httpAllowRemote = false;
+    std::size_t maxRecords = kDefaultMaxRecords;
 };
 
 constexpr const char* kDefaultHttp = "127.0.0.1:8080";
@@ -80,6 +86,7 @@ int serve(const Options& options) {
         address = privateBus->address();
     }
     tvsim::Simulator simulator;
+    simulator.limitRecords(options.maxRecords);
     tvsim::LoadedModel model = options.modelFile.empty() ? tvsim::loadDefaultModel(simulator)
                                                          : tvsim::loadModelFile(options.modelFile, simulator);
     // Looked up before any client can set a framework fault; the framework keeps it for the whole process.
@@ -131,6 +138,9 @@ int main(int argc, char** argv) {
                                     "; loopback unless --http-allow-remote; port 0 picks a free one)")
                      ->expected(0, 1);
     app.add_flag("--http-allow-remote", options.httpAllowRemote, "Let --http bind an address other machines reach");
+    app.add_option("--max-records", options.maxRecords,
+                   "Call records kept of each kind, the newest; the oldest beyond are dropped and counted")
+        ->check(CLI::Range(std::size_t{1}, kMostMaxRecords));
     CLI11_PARSE(app, argc, argv);
     if (http->count() > 0 && options.http.empty()) {
         options.http = kDefaultHttp;

@@ -32,10 +32,9 @@ Service::Service(tvsim::Simulator& simulator, RootInterface& root, tvsim::Loaded
     : m_flusher(simulator, m_queue),
       m_clients(root, m_queue),
       m_delivery(m_queue, m_clients),
-      m_control(simulator, std::move(model),
-                [this](lomodelapi::Observer* observer) { return m_clients.label(observer); }),
+      m_control(simulator, std::move(model)),
       m_controlParts{m_control, m_flusher, m_delivery},
-      m_recordsParts{simulator, m_control, m_clients, m_delivery},
+      m_recordsParts{simulator, m_control, m_delivery},
       m_clientParts{simulator, m_clients, m_delivery} {}
 
 Service::~Service() {

@@ -39,8 +39,7 @@ public:
     // code. A lost bus connection ends it too, as a std::runtime_error.
     int run();
 
-    // The TV's controls: any thread, but connects() names clients from the bus
-    // thread's bookkeeping, so it is called there only.
+    // The TV's controls, from any thread.
     tvsim::LocalTvControl& control() { return m_control; }
 
 private:
@@ -50,8 +49,8 @@ private:
     NotificationQueue m_queue;
     FlushWorker m_flusher;  // after the queue it posts to
     Clients m_clients;
-    Delivery m_delivery;              // after the queue and the clients it serves
-    tvsim::LocalTvControl m_control;  // after the clients it names
+    Delivery m_delivery;  // after the queue and the clients it serves
+    tvsim::LocalTvControl m_control;
     sd_event* m_event = nullptr;
     sd_bus* m_bus = nullptr;
     // The handlers' userdata, each family's view of the parts above.

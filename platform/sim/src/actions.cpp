@@ -1,6 +1,8 @@
 // Actions of the simulated model: invoke, responders and outcomes.
 #include "model.h"
 
+#include <tvsim/input_limits.h>
+
 #include <utility>
 
 namespace tvsim {
@@ -35,6 +37,19 @@ std::string replyRefusal(const Reply& reply) {
     if (reply.beforeInvokeReturns && reply.delay.count() > 0) {
         return "an outcome that comes before invoke returns cannot be delayed";
     }
+    if (reply.kind != Reply::Kind::Results) {
+        return {};
+    }
+    // Every copy goes to every observer connected to the action, and is kept until it is due.
+    const std::size_t results = sizeOf(reply.results);
+    if (results > kMaxRequestBytes) {
+        return "results are at most " + std::to_string(kMaxRequestBytes) + " bytes; got " + std::to_string(results);
+    }
+    const std::size_t outcomes = results * static_cast<std::size_t>(reply.copies);
+    if (outcomes > kMaxReplyOutcomesBytes) {
+        return "results times copies are at most " + std::to_string(kMaxReplyOutcomesBytes) + " bytes; got " +
+               std::to_string(results) + " x " + std::to_string(reply.copies) + " = " + std::to_string(outcomes);
+    }
     return {};
 }
 
@@ -66,8 +81,8 @@ InvokeOutcome outcomeOf(const Reply& reply, std::chrono::microseconds took) {
 }  // namespace
 
 void Model::recordOutcome(unsigned int actionId, const Reply& reply, bool onlyIfNoReplyYet) {
-    // Ids are unique and recent invokes sit at the end; a cleared record is simply gone.
-    for (auto record = m_records.invokes.rbegin(); record != m_records.invokes.rend(); ++record) {
+    // Ids are unique and recent invokes sit at the end; a cleared or dropped record is simply gone.
+    for (auto record = m_records.invokes.newest(); record != m_records.invokes.oldestEnd(); ++record) {
         if (record->actionId != actionId) {
             continue;
         }
@@ -89,12 +104,15 @@ int Model::invoke(Entry& action, unsigned int& actionId, const std::vector<lomod
         PathFaults& faults = m_faults[action.path];
         if (faults.refusedInvokes > 0) {
             --faults.refusedInvokes;
-            m_records.invokes.push_back({action.path, 0, arguments, faults.refusedInvokeStatus, invokedAt, {}});
+            m_records.invokes.add(
+                {action.path, 0, arguments, faults.refusedInvokeStatus, invokedAt, {}, m_records.invokes.recorded()},
+                m_recordLimit);
             return faults.refusedInvokeStatus;
         }
         id = ++m_lastActionId;
         actionId = id;
-        m_records.invokes.push_back({action.path, id, arguments, 0, invokedAt, {}});
+        m_records.invokes.add({action.path, id, arguments, 0, invokedAt, {}, m_records.invokes.recorded()},
+                              m_recordLimit);
         responder = action.responder;
     }
     // The responder runs on the invoking thread with no lock held: it may call the simulator.
@@ -139,6 +157,7 @@ std::vector<CallbackThread::Ticket> Model::postOutcome(const Entry& action, unsi
 
 void Model::emitResult(const std::string& path, unsigned int actionId,
                        const std::vector<lomodelapi::Argument>& results) {
+    requireArguments(results, "An outcome's results are");
     Lock lock(m_mutex);
     const Reply reply = Reply::withResults(results);
     postOutcome(entryOf(path, lomodelapi::OBJECT_TYPE_ACTION), actionId, reply);

@@ -35,5 +35,11 @@ std::map<int, std::string> CallRecords::lastStringMap(const std::string& path) c
 void CallRecords::clearRecords() {
     core().model.clearRecords();
 }
+void CallRecords::limitRecords(std::size_t perKind) {
+    core().model.limitRecords(perKind);
+}
+DroppedRecords CallRecords::droppedRecords() const {
+    return core().model.droppedRecords();
+}
 
 }  // namespace tvsim

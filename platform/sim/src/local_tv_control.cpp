@@ -3,6 +3,8 @@
 // replies chosen) is kept here under one mutex.
 #include <tvsim/local_tv_control.h>
 
+#include <tvsim/input_limits.h>
+
 #include <common/mutex.h>
 
 #include <cctype>
@@ -72,8 +74,8 @@ private:
     std::map<std::string, Reply> m_chosen SYSACCESS_GUARDED_BY(m_mutex);
 };
 
-LocalTvControl::LocalTvControl(Simulator& simulator, LoadedModel loaded, ClientNamer namer)
-    : m_simulator(simulator), m_namer(std::move(namer)), m_models(std::make_unique<Models>(std::move(loaded))) {}
+LocalTvControl::LocalTvControl(Simulator& simulator, LoadedModel loaded)
+    : m_simulator(simulator), m_models(std::make_unique<Models>(std::move(loaded))) {}
 
 LocalTvControl::~LocalTvControl() = default;
 
@@ -114,6 +116,7 @@ void LocalTvControl::setRows(const std::string& table, const std::vector<Row>& r
 }
 
 void LocalTvControl::loadModel(const std::string& file) {
+    requireModelFileName(file);
     try {
         m_models->add(loadModelFile(file, m_simulator));
     } catch (const ModelFileError& error) {
@@ -203,14 +206,17 @@ std::optional<SourceSwitchState> LocalTvControl::sourceSwitch(const std::string&
 std::vector<ClientConnect> LocalTvControl::connects() {
     std::vector<ClientConnect> records;
     for (const ConnectRecord& connect : m_simulator.connects()) {
-        records.push_back({connect.path, m_namer ? m_namer(connect.observer) : std::string(), connect.status,
-                           connect.object != nullptr});
+        records.push_back({connect.path, connect.client, connect.status, connect.object != nullptr});
     }
     return records;
 }
 
 std::vector<InvokeRecord> LocalTvControl::invokes() {
     return m_simulator.invokes();
+}
+
+DroppedRecords LocalTvControl::droppedRecords() {
+    return m_simulator.droppedRecords();
 }
 
 void LocalTvControl::clearRecords() {

@@ -5,6 +5,7 @@
 
 #include <tvsim/control_error.h>
 #include <tvsim/reported_type_observer.h>
+#include <tvsim/input_limits.h>
 
 #include <algorithm>
 
@@ -32,6 +33,8 @@ void Model::add(std::shared_ptr<Entry> entry) {
 }
 
 void Model::addValue(const std::string& path, ModelValue value) {
+    requireModelPath(path);
+    requireValue(value);
     auto entry = std::make_shared<Entry>(path, objectTypeOf(valueTypeOf(value)));
     entry->value = std::move(value);
     Lock lock(m_mutex);
@@ -39,6 +42,7 @@ void Model::addValue(const std::string& path, ModelValue value) {
 }
 
 void Model::addAction(const std::string& path, Responder responder) {
+    requireModelPath(path);
     auto entry = std::make_shared<Entry>(path, lomodelapi::OBJECT_TYPE_ACTION);
     entry->responder = std::move(responder);
     Lock lock(m_mutex);
@@ -46,6 +50,8 @@ void Model::addAction(const std::string& path, Responder responder) {
 }
 
 void Model::addTable(const std::string& path, std::vector<std::string> columns, std::vector<Row> rows) {
+    requireModelPath(path);
+    requireRows(rows);
     auto entry = std::make_shared<Entry>(path, lomodelapi::OBJECT_TYPE_TABLE);
     entry->columns = std::move(columns);
     entry->rows = std::make_shared<const std::vector<Row>>(std::move(rows));
@@ -74,6 +80,7 @@ std::vector<ModelEntry> Model::list(const std::string& prefix) const {
 }
 
 Entry& Model::entryAt(const std::string& path) const {
+    requireModelPath(path);
     auto found = m_entries.find(path);
     if (found == m_entries.end()) {
         throw ControlError::unknownPath(path);
@@ -112,6 +119,7 @@ ModelValue Model::value(const std::string& path, std::optional<ValueType> type) 
 }
 
 void Model::changeValue(const std::string& path, ModelValue value) {
+    requireValue(value);
     Lock lock(m_mutex);
     Entry& entry = valueEntryOf(path, valueTypeOf(value));
     entry.value = std::move(value);
@@ -119,6 +127,7 @@ void Model::changeValue(const std::string& path, ModelValue value) {
 }
 
 void Model::changeValues(const std::string& path, const std::vector<ModelValue>& values) {
+    requireSeries(values);
     Lock lock(m_mutex);
     for (const ModelValue& value : values) {
         valueEntryOf(path, valueTypeOf(value));
@@ -133,14 +142,16 @@ void Model::changeValues(const std::string& path, const std::vector<ModelValue>&
 int Model::connect(const std::string& path, lomodelapi::Observer* observer, ModelObject*& object) {
     object = nullptr;
     int status = 0;
+    std::string client = clientNameOf(observer);
     Lock lock(m_mutex);
-    PathFaults& faults = m_faults[path];
+    // Only a path that held an object has faults: connects to any other path leave nothing behind.
+    auto faults = m_faults.find(path);
     auto found = m_entries.find(path);
-    if (faults.failingConnects > 0) {
-        --faults.failingConnects;
-        status = faults.failingConnectStatus;
-    } else if (faults.nullConnects > 0) {
-        --faults.nullConnects;
+    if (faults != m_faults.end() && faults->second.failingConnects > 0) {
+        --faults->second.failingConnects;
+        status = faults->second.failingConnectStatus;
+    } else if (faults != m_faults.end() && faults->second.nullConnects > 0) {
+        --faults->second.nullConnects;
     } else if (found == m_entries.end()) {
         status = kStatusUnknownPath;
     } else {
@@ -153,15 +164,16 @@ int Model::connect(const std::string& path, lomodelapi::Observer* observer, Mode
         connection->place = found->second->connections.insert(found->second->connections.end(), connection.get());
         m_connections.emplace(object, std::move(connection));
     }
-    m_records.connects.push_back({path, observer, object, status});
+    m_records.connects.add({path, observer, object, status, std::move(client)}, m_recordLimit);
     return status;
 }
 
 int Model::disconnect(const std::string& path, lomodelapi::Observer* observer, ModelObject* object) {
     std::unique_ptr<Connection> ended;
+    std::string client = clientNameOf(observer);
     {
         Lock lock(m_mutex);
-        m_records.disconnects.push_back({path, observer, object});
+        m_records.disconnects.add({path, observer, object, std::move(client)}, m_recordLimit);
         auto found = m_connections.find(object);
         if (found == m_connections.end() || found->second->entry->path != path || found->second->observer != observer) {
             return kStatusUnknownObject;
@@ -376,6 +388,27 @@ std::map<int, std::string> Model::lastStringMap(const std::string& path) const {
 void Model::clearRecords() {
     Lock lock(m_mutex);
     m_records = Records();
+}
+
+void Model::limitRecords(std::size_t perKind) {
+    Lock lock(m_mutex);
+    m_recordLimit = std::max<std::size_t>(perKind, 1);
+    m_records.connects.trim(m_recordLimit);
+    m_records.disconnects.trim(m_recordLimit);
+    m_records.invokes.trim(m_recordLimit);
+    m_records.createIterators.trim(m_recordLimit);
+    m_records.destroyIterators.trim(m_recordLimit);
+}
+
+DroppedRecords Model::droppedRecords() const {
+    Lock lock(m_mutex);
+    return {m_records.connects.dropped(), m_records.disconnects.dropped(), m_records.invokes.dropped(),
+            m_records.createIterators.dropped(), m_records.destroyIterators.dropped()};
+}
+
+std::string clientNameOf(const lomodelapi::Observer* observer) {
+    const auto* named = dynamic_cast<const ClientNamingObserver*>(observer);
+    return named != nullptr ? named->clientName() : std::string();
 }
 
 }  // namespace tvsim

@@ -3,6 +3,8 @@
 // all of it; it is never held while an observer or a responder runs.
 #pragma once
 
+#include "record_log.h"
+
 #include <common/callback_thread.h>
 #include <common/mutex.h>
 #include <tvsim/call_records.h>
@@ -11,6 +13,7 @@
 #include <tvsim/model_value.h>
 
 #include <atomic>
+#include <cstdint>
 #include <list>
 #include <map>
 #include <memory>
@@ -65,15 +68,18 @@ struct MadeIterator {
 };
 
 struct Records {
-    std::vector<ConnectRecord> connects;
-    std::vector<DisconnectRecord> disconnects;
-    std::vector<InvokeRecord> invokes;
-    std::vector<CreateIteratorRecord> createIterators;
-    std::vector<TableIteratorObject*> destroyIterators;
+    RecordLog<ConnectRecord> connects;
+    RecordLog<DisconnectRecord> disconnects;
+    RecordLog<InvokeRecord> invokes;
+    RecordLog<CreateIteratorRecord> createIterators;
+    RecordLog<TableIteratorObject*> destroyIterators;
     std::map<std::string, int> setterCalls;
     std::map<std::string, std::map<int, int>> lastIntegerMaps;
     std::map<std::string, std::map<int, std::string>> lastStringMaps;
 };
+
+// The client a record names for the observer (ClientNamingObserver); "" for others.
+std::string clientNameOf(const lomodelapi::Observer* observer);
 
 class Model {
 public:
@@ -141,11 +147,13 @@ public:
     std::map<std::string, PathFaults> pathFaults() const;
 
     // ---- Records ----
-    template <typename R>
-    R recorded(R Records::*member) const {
+    template <typename Record>
+    std::vector<Record> recorded(RecordLog<Record> Records::*log) const {
         Lock lock(m_mutex);
-        return m_records.*member;
+        return (m_records.*log).copy();
     }
+    void limitRecords(std::size_t perKind);
+    DroppedRecords droppedRecords() const;
     int connectedObservers(const std::string& path) const;
     int setterCalls(const std::string& path) const;
     std::map<int, int> lastIntegerMap(const std::string& path) const;
@@ -189,6 +197,7 @@ private:
     // (asked before every read and write) answers without taking the mutex.
     std::atomic<bool> m_anyReportedType{false};
     Records m_records SYSACCESS_GUARDED_BY(m_mutex);
+    std::size_t m_recordLimit SYSACCESS_GUARDED_BY(m_mutex) = SIZE_MAX;  // of each kind
     unsigned int m_lastActionId SYSACCESS_GUARDED_BY(m_mutex) = 0;
 };
 

@@ -5,6 +5,9 @@
 #include "json_error_text.h"
 #include "model_file_reader.h"
 
+#include <tvsim/control_error.h>
+#include <tvsim/input_limits.h>
+
 #include <algorithm>
 #include <cctype>
 #include <cstdint>
@@ -20,6 +23,19 @@ constexpr long long kIntMin = std::numeric_limits<int>::min();
 constexpr long long kIntMax = std::numeric_limits<int>::max();
 constexpr long long kInt64Min = std::numeric_limits<long long>::min();
 constexpr long long kInt64Max = std::numeric_limits<long long>::max();
+
+// A size the TV does not take (tvsim/input_limits.h), as the node's fault: "a value is at most ...".
+template <typename Check>
+void requireWithin(const Node& node, Check check) {
+    try {
+        check();
+    } catch (const ControlError& refused) {
+        std::string what = refused.what();
+        what[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(what[0])));
+        what.pop_back();
+        node.fail(what);
+    }
+}
 
 }  // namespace
 
@@ -105,10 +121,7 @@ private:
     std::string claimPath(const Node& entry) {
         const Node pathNode = entry.member("path");
         std::string path = pathNode.text();
-        if (path.size() > kMaxModelPathBytes) {
-            pathNode.fail("a model path is at most " + std::to_string(kMaxModelPathBytes) + " bytes, not " +
-                          std::to_string(path.size()));
-        }
+        requireWithin(pathNode, [&] { requireModelPath(path); });
         if (!isValidPath(path)) {
             pathNode.fail("a model path is a non-empty text without spaces, not " + jsonQuoted(path));
         }
@@ -127,6 +140,7 @@ private:
         if (valueTypeOf(value.value) == ValueType::STRING) {
             m_stringValues.insert(value.path);
         }
+        requireWithin(entry.member("value"), [&] { requireValue(value.value); });
         return value;
     }
 
@@ -170,6 +184,7 @@ private:
             table.rows.push_back(std::move(row));
         }
         m_tables.emplace(table.path, m_description.tables.size());
+        requireWithin(entry.member("rows"), [&] { requireRows(table.rows); });
         return table;
     }
 

@@ -2,6 +2,7 @@
 #include "tables.h"
 
 #include <tvsim/control_error.h>
+#include <tvsim/input_limits.h>
 
 #include <algorithm>
 
@@ -162,6 +163,7 @@ std::vector<Row> Model::rows(const std::string& path) const {
 }
 
 void Model::setRows(const std::string& path, std::vector<Row> rows) {
+    requireRows(rows);
     Lock lock(m_mutex);
     Entry& table = entryOf(path, lomodelapi::OBJECT_TYPE_TABLE);
     for (std::size_t row = 0; row < rows.size(); ++row) {
@@ -194,6 +196,7 @@ TableIteratorObject* Model::createIterator(const std::shared_ptr<Entry>& table, 
                                            const std::vector<lomodelapi::TableSelection>& selections,
                                            const std::vector<int>& columns,
                                            const std::vector<lomodelapi::TableOrder>& orders) {
+    std::string client = clientNameOf(observer);
     Lock lock(m_mutex);
     TableIteratorObject* created = nullptr;
     PathFaults& faults = m_faults[table->path];
@@ -207,7 +210,8 @@ TableIteratorObject* Model::createIterator(const std::shared_ptr<Entry>& table, 
         const auto place = table->iterators.insert(table->iterators.end(), iterator.get());
         m_iterators.emplace(created, MadeIterator{std::move(iterator), place});
     }
-    m_records.createIterators.push_back({table->path, type, observer, selections, columns, orders, created});
+    m_records.createIterators.add(
+        {table->path, type, observer, selections, columns, orders, created, std::move(client)}, m_recordLimit);
     return created;
 }
 
@@ -215,7 +219,7 @@ int Model::destroyIterator(TableIteratorObject* iterator) {
     std::unique_ptr<SimTableIterator> ended;
     {
         Lock lock(m_mutex);
-        m_records.destroyIterators.push_back(iterator);
+        m_records.destroyIterators.add(iterator, m_recordLimit);
         auto found = m_iterators.find(iterator);
         if (found == m_iterators.end()) {
             return kStatusUnknownObject;

@@ -8,6 +8,8 @@
 #include "model_object_support.h"
 #include "value_codec.h"
 
+#include <tvsim/input_limits.h>
+
 namespace tvsimd {
 
 using namespace tvsim::bus;  // the service's names, errors and message codec
@@ -23,6 +25,7 @@ int invoke(sd_bus_message* call, void* userdata, sd_bus_error* error) {
         ClientParts& parts = partsOf<ClientParts>(userdata);
         const ClientConnection& connection = callerConnection(call, parts, isAction);
         const std::vector<lomodelapi::Argument> arguments = readArguments(call);
+        tvsim::requireArguments(arguments, "An invoke's arguments are");
         unsigned int actionId = 0;
         const int status = static_cast<ActionObject*>(connection.object)->invoke(actionId, arguments);
         parts.delivery.sendQueued(senderOf(call));

@@ -22,12 +22,10 @@ struct ControlParts {
     Delivery& delivery;
 };
 
-// io.sysaccess.TvSim.Control.Records: what clients asked, named by the clients'
-// bookkeeping, and the clients tvsimd dropped.
+// io.sysaccess.TvSim.Control.Records: what clients asked, and the clients tvsimd dropped.
 struct RecordsParts {
     tvsim::CallRecords& records;
     tvsim::TvControl& control;
-    Clients& clients;
     Delivery& delivery;
 };
 

@@ -6,6 +6,8 @@
 #include "method_support.h"
 #include "value_codec.h"
 
+#include <tvsim/input_limits.h>
+
 namespace tvsimd {
 
 using namespace tvsim::bus;  // the service's names, errors and message codec
@@ -13,8 +15,12 @@ namespace {
 
 int list(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        const std::string prefix = readString(call);
+        const std::string prefix = readModelPath(call);
         const auto entries = partsOf<ControlParts>(userdata).control.list(prefix);
+        ReplyArraySize size("model paths");
+        for (const tvsim::ModelEntry& entry : entries) {
+            size.add(tvsim::sizeOf(entry.path) + tvsim::sizeOf(tvsim::objectTypeName(entry.type)) + 8);
+        }
         return reply(call, [&](sd_bus_message* answer) {
             check(sd_bus_message_open_container(answer, 'a', "(ss)"), "open entries");
             for (const tvsim::ModelEntry& entry : entries) {
@@ -29,7 +35,7 @@ int list(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 
 int get(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        const tvsim::ModelValue value = partsOf<ControlParts>(userdata).control.value(readString(call));
+        const tvsim::ModelValue value = partsOf<ControlParts>(userdata).control.value(readModelPath(call));
         return reply(call, [&](sd_bus_message* answer) { appendValueVariant(answer, value); });
     });
 }
@@ -37,7 +43,7 @@ int get(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 int set(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
         tvsim::TvControl& control = partsOf<ControlParts>(userdata).control;
-        const std::string path = readString(call);
+        const std::string path = readModelPath(call);
         control.setValue(path, readValueVariant(call, control.valueTypeAt(path), path));
         return replyEmpty(call);
     });
@@ -48,7 +54,7 @@ int set(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 int setSeries(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
         tvsim::TvControl& control = partsOf<ControlParts>(userdata).control;
-        const std::string path = readString(call);
+        const std::string path = readModelPath(call);
         const tvsim::ValueType type = control.valueTypeAt(path);
         std::vector<tvsim::ModelValue> values;
         check(sd_bus_message_enter_container(call, 'a', "v"), "enter values");
@@ -64,7 +70,7 @@ int setSeries(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 int rows(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
         tvsim::TvControl& control = partsOf<ControlParts>(userdata).control;
-        const std::string path = readString(call);
+        const std::string path = readModelPath(call);
         const auto columns = control.columns(path);
         const auto table = control.rows(path);
         return reply(call, [&](sd_bus_message* answer) {
@@ -76,7 +82,7 @@ int rows(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 
 int setRows(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        const std::string path = readString(call);
+        const std::string path = readModelPath(call);
         partsOf<ControlParts>(userdata).control.setRows(path, readRows(call));
         return replyEmpty(call);
     });

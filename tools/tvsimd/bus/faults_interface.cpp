@@ -12,7 +12,7 @@ namespace {
 
 int failNextConnects(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        const std::string path = readString(call);
+        const std::string path = readModelPath(call);
         const int count = readInt(call);
         controlOf(userdata).failNextConnects(path, count, readInt(call));
         return replyEmpty(call);
@@ -21,7 +21,7 @@ int failNextConnects(sd_bus_message* call, void* userdata, sd_bus_error* error) 
 
 int nullObjectOnNextConnects(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        const std::string path = readString(call);
+        const std::string path = readModelPath(call);
         controlOf(userdata).nullObjectOnNextConnects(path, readInt(call));
         return replyEmpty(call);
     });
@@ -29,7 +29,7 @@ int nullObjectOnNextConnects(sd_bus_message* call, void* userdata, sd_bus_error*
 
 int reportType(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        const std::string path = readString(call);
+        const std::string path = readModelPath(call);
         controlOf(userdata).reportType(path, static_cast<lomodelapi::ObjectTypeSpec>(readInt(call)));
         return replyEmpty(call);
     });
@@ -37,7 +37,7 @@ int reportType(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 
 int failGetter(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        const std::string path = readString(call);
+        const std::string path = readModelPath(call);
         controlOf(userdata).failGetter(path, readInt(call));
         return replyEmpty(call);
     });
@@ -45,7 +45,7 @@ int failGetter(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 
 int refuseNextInvokes(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        const std::string path = readString(call);
+        const std::string path = readModelPath(call);
         const int count = readInt(call);
         controlOf(userdata).refuseNextInvokes(path, count, readInt(call));
         return replyEmpty(call);
@@ -54,7 +54,7 @@ int refuseNextInvokes(sd_bus_message* call, void* userdata, sd_bus_error* error)
 
 int failNextCreateIterators(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        const std::string path = readString(call);
+        const std::string path = readModelPath(call);
         controlOf(userdata).failNextCreateIterators(path, readInt(call));
         return replyEmpty(call);
     });
@@ -62,7 +62,7 @@ int failNextCreateIterators(sd_bus_message* call, void* userdata, sd_bus_error* 
 
 int clearFaults(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        controlOf(userdata).clearFaults(readString(call));
+        controlOf(userdata).clearFaults(readModelPath(call));
         return replyEmpty(call);
     });
 }

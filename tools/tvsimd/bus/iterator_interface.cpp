@@ -6,6 +6,8 @@
 #include "interfaces.h"
 #include "method_support.h"
 
+#include <tvsim/input_limits.h>
+
 namespace tvsimd {
 
 using namespace tvsim::bus;  // the service's names, errors and message codec
@@ -42,7 +44,9 @@ int plain(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 int seekToContent(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
         tvsim::SimIterator& iterator = callerIterator(call, partsOf<ClientParts>(userdata));
-        iterator.seekToContent(readString(call));
+        const std::string cell = readString(call);
+        tvsim::requireSeekText(cell);
+        iterator.seekToContent(cell);
         return replyEmpty(call);
     });
 }

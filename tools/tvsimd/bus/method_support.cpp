@@ -2,6 +2,8 @@
 
 #include "bus_error.h"
 
+#include <tvsim/input_limits.h>
+
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -14,6 +16,12 @@ std::string readString(sd_bus_message* message) {
     const char* text = nullptr;
     check(sd_bus_message_read_basic(message, 's', &text), "read string");
     return text;
+}
+
+std::string readModelPath(sd_bus_message* message) {
+    std::string path = readString(message);
+    tvsim::requireModelPath(path);
+    return path;
 }
 
 int readInt(sd_bus_message* message) {
@@ -45,6 +53,17 @@ int reply(sd_bus_message* call, const std::function<void(sd_bus_message*)>& appe
     const int sent = sd_bus_send(nullptr, answer, nullptr);
     sd_bus_message_unref(answer);
     return sent < 0 ? sent : 1;
+}
+
+void ReplyArraySize::add(std::size_t bytes) {
+    m_bytes += bytes;
+    ++m_count;
+    if (m_bytes > kMaxReplyArrayBytes) {
+        throw BusError(SD_BUS_ERROR_LIMITS_EXCEEDED,
+                       "The reply holds more " + std::string(m_what) + " than one D-Bus message carries (" +
+                           std::to_string(kMaxReplyArrayBytes) + " bytes; the first " + std::to_string(m_count) +
+                           " take " + std::to_string(m_bytes) + ").");
+    }
 }
 
 int replyEmpty(sd_bus_message* call) {

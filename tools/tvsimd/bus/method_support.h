@@ -8,6 +8,7 @@
 
 #include <systemd/sd-bus.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -20,12 +21,34 @@ namespace tvsimd {
 constexpr std::uint64_t kPropertyWithoutChangeSignal = 0;
 
 std::string readString(sd_bus_message* message);
+// A string that names a model path: InvalidArgument beyond the TV's bound (tvsim/input_limits.h).
+std::string readModelPath(sd_bus_message* message);
 int readInt(sd_bus_message* message);
 std::uint64_t readId(sd_bus_message* message);
 std::string senderOf(sd_bus_message* message);
 
-// Sends the method return with what append adds; returns what a handler returns.
+// Sends the method return with what append adds; returns what a handler
+// returns. When sd-bus refuses to append or to send it, the caller gets an
+// error reply instead (handleMethod, or sd-bus for a failing send).
 int reply(sd_bus_message* call, const std::function<void(sd_bus_message*)>& append);
+
+// D-Bus carries at most 64 MiB in one array, and the bus daemon drops a
+// connection that sends more, though sd-bus builds such a message. A reply
+// whose array grows with what clients did (records, a model's list) adds up
+// its elements first (tvsim::sizeOf counts as a message does, at most) and
+// answers org.freedesktop.DBus.Error.LimitsExceeded beyond kMaxReplyArrayBytes.
+constexpr std::size_t kMaxReplyArrayBytes = std::size_t{60} << 20;  // leaves room for the rest of the message
+
+class ReplyArraySize {
+public:
+    explicit ReplyArraySize(const char* what) : m_what(what) {}
+    void add(std::size_t bytes);  // throws the BusError beyond the bound
+
+private:
+    const char* m_what;
+    std::size_t m_bytes = 0;
+    std::size_t m_count = 0;
+};
 int replyEmpty(sd_bus_message* call);
 int replyStatus(sd_bus_message* call, int status);
 

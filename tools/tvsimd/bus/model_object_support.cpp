@@ -6,6 +6,8 @@
 #include "method_support.h"
 #include "object_paths.h"
 
+#include <tvsim/input_limits.h>
+
 namespace tvsimd {
 
 using namespace tvsim::bus;  // the service's names, errors and message codec
@@ -74,7 +76,9 @@ std::string modelPathOfObject(const char* objectPath) {
 }
 
 std::string modelPathOfCall(sd_bus_message* call) {
-    return modelPathOfObject(sd_bus_message_get_path(call));
+    std::string modelPath = modelPathOfObject(sd_bus_message_get_path(call));
+    tvsim::requireModelPath(modelPath);
+    return modelPath;
 }
 
 const ClientConnection& callerConnection(sd_bus_message* call, ClientParts& parts, TypeFilter fits) {

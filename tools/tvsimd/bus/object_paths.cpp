@@ -1,6 +1,6 @@
 #include "object_paths.h"
 
-#include <tvsim/model_file.h>
+#include <tvsim/input_limits.h>
 
 #include <cstring>
 #include <string>
@@ -10,9 +10,9 @@ namespace {
 
 // sd-bus carries object paths of at most 64 KiB. The part after the prefix
 // takes at most three characters per byte of the model path, plus two (an
-// escaped byte three, a dot with the '_' of an empty element two); the model
-// parser keeps every path short enough that its object path fits.
-static_assert(std::char_traits<char>::length(tvsim::bus::kModelPrefix) + 3 * tvsim::kMaxModelPathBytes + 2 <=
+// escaped byte three, a dot with the '_' of an empty element two); the TV
+// keeps every path short enough that its object path fits.
+static_assert(std::char_traits<char>::length(tvsim::bus::kModelPrefix) + 3 * tvsim::kMaxPathBytes + 2 <=
               std::size_t{64} * 1024);
 
 bool isPlain(char c) {

@@ -39,7 +39,7 @@ int getInterfaceReference(sd_bus_message* call, void*, sd_bus_error* error) {
 int connect(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
         ClientParts& parts = partsOf<ClientParts>(userdata);
-        const std::string path = readString(call);
+        const std::string path = readModelPath(call);
         const std::string client = senderOf(call);
         const lomodelapi::ObjectTypeSpec realType = typeOrNone(parts.simulator, path);
         const std::string objectPath = objectPathOf(path);
@@ -74,7 +74,7 @@ int connect(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 int disconnect(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
         ClientParts& parts = partsOf<ClientParts>(userdata);
-        const std::string path = readString(call);
+        const std::string path = readModelPath(call);
         const std::uint64_t id = readId(call);
         const int status = parts.clients.disconnect(senderOf(call), path, id);
         parts.delivery.sendQueued(senderOf(call));

@@ -8,15 +8,22 @@
 #include "method_support.h"
 #include "value_codec.h"
 
+#include <tvsim/input_limits.h>
+
 namespace tvsimd {
 
 using namespace tvsim::bus;  // the service's names, errors and message codec
 namespace {
 
-// Replies with an array of the records, each appended by appendOne.
-template <typename Record, typename AppendOne>
+// Replies with an array of the records, each appended by appendOne and
+// counted by sizeOne; the fixed fields of a record take at most 32 bytes.
+template <typename Record, typename AppendOne, typename SizeOne>
 int replyRecords(sd_bus_message* call, const std::string& fields, const std::vector<Record>& records,
-                 AppendOne appendOne) {
+                 AppendOne appendOne, SizeOne sizeOne) {
+    ReplyArraySize size("records");
+    for (const Record& record : records) {
+        size.add(sizeOne(record) + 32);
+    }
     return reply(call, [&](sd_bus_message* answer) {
         check(sd_bus_message_open_container(answer, 'a', ("(" + fields + ")").c_str()), "open records");
         for (const Record& record : records) {
@@ -30,80 +37,105 @@ int replyRecords(sd_bus_message* call, const std::string& fields, const std::vec
 
 int connects(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        return replyRecords(call, "ssib", partsOf<RecordsParts>(userdata).control.connects(),
-                            [&](sd_bus_message* answer, const tvsim::ClientConnect& record) {
-                                check(sd_bus_message_append(answer, "ssib", record.path.c_str(), record.client.c_str(),
-                                                            record.status, record.object),
-                                      "append connect");
-                            });
+        return replyRecords(
+            call, "ssib", partsOf<RecordsParts>(userdata).control.connects(),
+            [&](sd_bus_message* answer, const tvsim::ClientConnect& record) {
+                check(sd_bus_message_append(answer, "ssib", record.path.c_str(), record.client.c_str(), record.status,
+                                            record.object),
+                      "append connect");
+            },
+            [](const tvsim::ClientConnect& record) {
+                return tvsim::sizeOf(record.path) + tvsim::sizeOf(record.client);
+            });
     });
 }
 
 int disconnects(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        RecordsParts& parts = partsOf<RecordsParts>(userdata);
-        return replyRecords(call, "ss", parts.records.disconnects(),
-                            [&](sd_bus_message* answer, const tvsim::DisconnectRecord& record) {
-                                check(sd_bus_message_append(answer, "ss", record.path.c_str(),
-                                                            parts.clients.label(record.observer).c_str()),
-                                      "append disconnect");
-                            });
+        return replyRecords(
+            call, "ss", partsOf<RecordsParts>(userdata).records.disconnects(),
+            [](sd_bus_message* answer, const tvsim::DisconnectRecord& record) {
+                check(sd_bus_message_append(answer, "ss", record.path.c_str(), record.client.c_str()),
+                      "append disconnect");
+            },
+            [](const tvsim::DisconnectRecord& record) {
+                return tvsim::sizeOf(record.path) + tvsim::sizeOf(record.client);
+            });
     });
 }
 
 int invokes(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        return replyRecords(call, "suia(nnns)", partsOf<RecordsParts>(userdata).control.invokes(),
-                            [](sd_bus_message* answer, const tvsim::InvokeRecord& record) {
-                                check(sd_bus_message_append(answer, "sui", record.path.c_str(),
-                                                            static_cast<std::uint32_t>(record.actionId), record.status),
-                                      "append invoke");
-                                appendArguments(answer, record.arguments);
-                            });
+        return replyRecords(
+            call, "suia(nnns)", partsOf<RecordsParts>(userdata).control.invokes(),
+            [](sd_bus_message* answer, const tvsim::InvokeRecord& record) {
+                check(sd_bus_message_append(answer, "sui", record.path.c_str(),
+                                            static_cast<std::uint32_t>(record.actionId), record.status),
+                      "append invoke");
+                appendArguments(answer, record.arguments);
+            },
+            [](const tvsim::InvokeRecord& record) {
+                return tvsim::sizeOf(record.path) + tvsim::sizeOf(record.arguments);
+            });
     });
 }
 
 int createIterators(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        RecordsParts& parts = partsOf<RecordsParts>(userdata);
-        return replyRecords(call, "ssiaib", parts.records.createIterators(),
-                            [&](sd_bus_message* answer, const tvsim::CreateIteratorRecord& record) {
-                                check(sd_bus_message_append(answer, "ssi", record.path.c_str(),
-                                                            parts.clients.label(record.observer).c_str(),
-                                                            static_cast<int>(record.type)),
-                                      "append iterator");
-                                check(sd_bus_message_append_array(answer, 'i', record.columns.data(),
-                                                                  record.columns.size() * sizeof(int)),
-                                      "append columns");
-                                check(sd_bus_message_append(answer, "b", record.iterator != nullptr), "append");
-                            });
+        return replyRecords(
+            call, "ssiaib", partsOf<RecordsParts>(userdata).records.createIterators(),
+            [](sd_bus_message* answer, const tvsim::CreateIteratorRecord& record) {
+                check(sd_bus_message_append(answer, "ssi", record.path.c_str(), record.client.c_str(),
+                                            static_cast<int>(record.type)),
+                      "append iterator");
+                check(sd_bus_message_append_array(answer, 'i', record.columns.data(),
+                                                  record.columns.size() * sizeof(int)),
+                      "append columns");
+                check(sd_bus_message_append(answer, "b", record.iterator != nullptr), "append");
+            },
+            [](const tvsim::CreateIteratorRecord& record) {
+                return tvsim::sizeOf(record.path) + tvsim::sizeOf(record.client) + record.columns.size() * sizeof(int);
+            });
     });
 }
 
 // DroppedClients() -> a(ss): the clients tvsimd dropped (unique name, why), oldest first.
 int droppedClients(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        return replyRecords(call, "ss", partsOf<RecordsParts>(userdata).delivery.dropped(),
-                            [](sd_bus_message* answer, const DroppedClient& record) {
-                                check(sd_bus_message_append(answer, "ss", record.client.c_str(), record.reason.c_str()),
-                                      "append dropped client");
-                            });
+        return replyRecords(
+            call, "ss", partsOf<RecordsParts>(userdata).delivery.dropped(),
+            [](sd_bus_message* answer, const DroppedClient& record) {
+                check(sd_bus_message_append(answer, "ss", record.client.c_str(), record.reason.c_str()),
+                      "append dropped client");
+            },
+            [](const DroppedClient& record) { return tvsim::sizeOf(record.client) + tvsim::sizeOf(record.reason); });
     });
 }
 
 template <int (tvsim::CallRecords::*Count)(const std::string&) const>
 int countOf(sd_bus_message* call, void* userdata, sd_bus_error* error) {
-    return handleMethod(
-        error, [&] { return replyStatus(call, (partsOf<RecordsParts>(userdata).records.*Count)(readString(call))); });
+    return handleMethod(error, [&] {
+        return replyStatus(call, (partsOf<RecordsParts>(userdata).records.*Count)(readModelPath(call)));
+    });
 }
 
 int clear(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
         RecordsParts& parts = partsOf<RecordsParts>(userdata);
         parts.control.clearRecords();
-        parts.clients.clearEnded();
         parts.delivery.clearDropped();
         return replyEmpty(call);
+    });
+}
+
+int dropped(sd_bus_message* call, void* userdata, sd_bus_error* error) {
+    return handleMethod(error, [&] {
+        const tvsim::DroppedRecords dropped = partsOf<RecordsParts>(userdata).control.droppedRecords();
+        return reply(call, [&](sd_bus_message* answer) {
+            check(sd_bus_message_append(answer, "ttttt", dropped.connects, dropped.disconnects, dropped.invokes,
+                                        dropped.createIterators, dropped.destroyIterators),
+                  "append dropped");
+        });
     });
 }
 
@@ -122,6 +154,10 @@ const sd_bus_vtable kVtable[] = {
                              countOf<&tvsim::CallRecords::connectedObservers>, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD_WITH_NAMES("DroppedClients", "", , "a(ss)", SD_BUS_PARAM(records), droppedClients,
                              SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_NAMES("Dropped", "", , "ttttt",
+                             SD_BUS_PARAM(connects) SD_BUS_PARAM(disconnects) SD_BUS_PARAM(invokes)
+                                 SD_BUS_PARAM(createIterators) SD_BUS_PARAM(destroyIterators),
+                             dropped, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD("Clear", "", "", clear, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_VTABLE_END};
 

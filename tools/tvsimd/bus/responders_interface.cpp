@@ -14,7 +14,7 @@ namespace {
 // SetReply(s path, s kind, i error, u delayMs, i copies, b beforeInvokeReturns, a(nnns) results)
 int setReply(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        const std::string path = readString(call);
+        const std::string path = readModelPath(call);
         const char* kind = nullptr;
         std::uint32_t delayMs = 0;
         int early = 0;
@@ -31,14 +31,14 @@ int setReply(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 
 int resetReply(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        controlOf(userdata).resetReply(readString(call));
+        controlOf(userdata).resetReply(readModelPath(call));
         return replyEmpty(call);
     });
 }
 
 int emitResult(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        const std::string path = readString(call);
+        const std::string path = readModelPath(call);
         std::uint32_t actionId = 0;
         check(sd_bus_message_read_basic(call, 'u', &actionId), "read action id");
         controlOf(userdata).emitResult(path, actionId, readArguments(call));
@@ -48,7 +48,7 @@ int emitResult(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 
 int emitExecutionError(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        const std::string path = readString(call);
+        const std::string path = readModelPath(call);
         std::uint32_t actionId = 0;
         int code = 0;
         check(sd_bus_message_read(call, "ui", &actionId, &code), "read outcome");
@@ -63,7 +63,7 @@ int emitExecutionError(sd_bus_message* call, void* userdata, sd_bus_error* error
 // (and the rest zero) when the model gave it none.
 int sourceSwitch(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        const std::optional<tvsim::SourceSwitchState> tv = controlOf(userdata).sourceSwitch(readString(call));
+        const std::optional<tvsim::SourceSwitchState> tv = controlOf(userdata).sourceSwitch(readModelPath(call));
         return reply(call, [&](sd_bus_message* answer) {
             if (!tv) {
                 check(sd_bus_message_append(answer, "biiiiissssi", 0, 0, 0, 0, 0, -1, "", "", "", "", 0), "append");

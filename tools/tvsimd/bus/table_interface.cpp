@@ -8,6 +8,8 @@
 #include "model_object_support.h"
 #include "value_codec.h"
 
+#include <tvsim/input_limits.h>
+
 namespace tvsimd {
 
 using namespace tvsim::bus;  // the service's names, errors and message codec
@@ -34,6 +36,7 @@ IteratorRequest readIteratorRequest(sd_bus_message* call) {
         request.orders.push_back({column, direction});
     }
     check(sd_bus_message_exit_container(call), "exit orders");
+    tvsim::requireIteratorRequest(request.selections, request.columns, request.orders);
     return request;
 }
 

@@ -7,6 +7,8 @@
 #include "model_object_support.h"
 #include "value_codec.h"
 
+#include <tvsim/input_limits.h>
+
 namespace tvsimd {
 
 using namespace tvsim::bus;  // the service's names, errors and message codec
@@ -87,6 +89,7 @@ int setValue(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
         const ClientConnection& connection = callerConnection(call, partsOf<ClientParts>(userdata), isValue);
         const tvsim::ModelValue value = readValueVariant(call, valueTypeOfConnection(connection), connection.modelPath);
+        tvsim::requireValue(value);
         return replyStatus(call, writeThrough(connection.object, value));
     });
 }
@@ -119,6 +122,7 @@ int setByIndex(sd_bus_message* call, void* userdata, sd_bus_error* error) {
             check(sd_bus_message_exit_container(call), "exit entry");
         }
         check(sd_bus_message_exit_container(call), "exit map");
+        tvsim::requireValuesByIndex(byIndex);
         int status = 0;
         if constexpr (std::is_same_v<Element, int>) {
             status = static_cast<VectorNumericIntegerObject*>(connection.object)->setValues(byIndex);

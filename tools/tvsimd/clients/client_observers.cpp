@@ -5,6 +5,7 @@
 #include "signals.h"
 #include "value_codec.h"
 
+#include <tvsim/call_records.h>
 #include <tvsim/reported_type_observer.h>
 
 #include <cstddef>
@@ -77,49 +78,65 @@ void postInteger(const Target& target, const char* interface, const char* member
          [value](sd_bus_message* signal) { check(sd_bus_message_append_basic(signal, 'i', &value), "append"); });
 }
 
+// Where an observer's signals go, and the name the simulator's records give
+// its client: "<unique name>#<connection or iterator id>". The records copy
+// the name, so the observer goes with its connection.
+template <typename Observer>
+class ClientObserver : public Observer, public tvsim::ClientNamingObserver {
+public:
+    explicit ClientObserver(Target target)
+        : m_target(std::move(target)), m_name(m_target->client + "#" + std::to_string(m_target->id)) {}
+
+    const std::string& clientName() const override { return m_name; }
+
+protected:
+    const Target& target() const { return m_target; }
+
+private:
+    Target m_target;
+    std::string m_name;
+};
+
 // What every connection's observer does besides its own notifications: a
 // change of the type its object's getType answers goes to the client as
 // Object.TypeChanged, so that the client need not ask before each read.
-template <typename Base>
-class ConnectionObserver : public Base, public tvsim::ReportedTypeObserver {
+template <typename Observer>
+class ConnectionObserver : public ClientObserver<Observer>, public tvsim::ReportedTypeObserver {
 public:
-    explicit ConnectionObserver(Target target) : m_target(std::move(target)) {}
+    using ClientObserver<Observer>::ClientObserver;
     void notifyReportedType(lomodelapi::ObjectTypeSpec type) override {
-        postInteger(m_target, kObjectInterface, "TypeChanged", true, static_cast<int>(type));
+        postInteger(this->target(), kObjectInterface, "TypeChanged", true, static_cast<int>(type));
     }
-
-protected:
-    Target m_target;
 };
 
 class IntegerObserver : public ConnectionObserver<lomodelapi::ObserverNumericInteger> {
 public:
     using ConnectionObserver::ConnectionObserver;
-    void notifyNewValue(int value) override { postValue(m_target, value); }
+    void notifyNewValue(int value) override { postValue(target(), value); }
 };
 
 class Int64Observer : public ConnectionObserver<lomodelapi::ObserverNumericInt64> {
 public:
     using ConnectionObserver::ConnectionObserver;
-    void notifyNewValue(long long value) override { postValue(m_target, value); }
+    void notifyNewValue(long long value) override { postValue(target(), value); }
 };
 
 class StringObserver : public ConnectionObserver<lomodelapi::ObserverString> {
 public:
     using ConnectionObserver::ConnectionObserver;
-    void notifyNewValue(const std::string& value) override { postValue(m_target, value); }
+    void notifyNewValue(const std::string& value) override { postValue(target(), value); }
 };
 
 class IntegerVectorObserver : public ConnectionObserver<lomodelapi::ObserverVectorNumericInteger> {
 public:
     using ConnectionObserver::ConnectionObserver;
-    void notifyIntegerVector(const std::vector<int>& values) override { postValue(m_target, values); }
+    void notifyIntegerVector(const std::vector<int>& values) override { postValue(target(), values); }
 };
 
 class StringVectorObserver : public ConnectionObserver<lomodelapi::ObserverVectorString> {
 public:
     using ConnectionObserver::ConnectionObserver;
-    void notifyStringVector(const std::vector<std::string>& values) override { postValue(m_target, values); }
+    void notifyStringVector(const std::vector<std::string>& values) override { postValue(target(), values); }
 };
 
 class ActionObserver : public ConnectionObserver<lomodelapi::ObserverAction> {
@@ -131,7 +148,7 @@ public:
         for (const lomodelapi::Argument& result : results) {
             bytes += sizeof(std::uint64_t) + payloadOf(result.value);
         }
-        post(m_target, kActionInterface, "Result", true, bytes, [actionId, results](sd_bus_message* signal) {
+        post(target(), kActionInterface, "Result", true, bytes, [actionId, results](sd_bus_message* signal) {
             const std::uint32_t id = actionId;
             check(sd_bus_message_append_basic(signal, 'u', &id), "append action id");
             appendArguments(signal, results);
@@ -139,7 +156,7 @@ public:
     }
 
     void notifyExecutionError(unsigned int actionId, int error) override {
-        post(m_target, kActionInterface, "ExecutionError", true, sizeof(std::uint64_t),
+        post(target(), kActionInterface, "ExecutionError", true, sizeof(std::uint64_t),
              [actionId, error](sd_bus_message* signal) {
                  check(sd_bus_message_append(signal, "ui", static_cast<std::uint32_t>(actionId), error), "append");
              });
@@ -149,13 +166,13 @@ public:
 class TableObserver : public ConnectionObserver<lomodelapi::ObserverTable> {
 public:
     using ConnectionObserver::ConnectionObserver;
-    void notifyUpdate(int change) override { postInteger(m_target, kTableInterface, "Update", true, change); }
+    void notifyUpdate(int change) override { postInteger(target(), kTableInterface, "Update", true, change); }
 };
 
 // Iterator signals carry no id: the iterator's own object path names it.
-class IteratorObserver : public lomodelapi::ObserverTableIterator {
+class IteratorObserver : public ClientObserver<lomodelapi::ObserverTableIterator> {
 public:
-    explicit IteratorObserver(Target target) : m_target(std::move(target)) {}
+    using ClientObserver::ClientObserver;
 
     void notifyCommit(int status) override { event("Commit", status); }
     void notifyTotalCount(int count) override { event("TotalCount", count); }
@@ -166,7 +183,7 @@ public:
     void notifyUpdate(int change) override { event("Update", change); }
 
     void notifyReadRow(const std::vector<std::string>& row) override {
-        post(m_target, kIteratorInterface, "ReadRow", false, payloadOf(row),
+        post(target(), kIteratorInterface, "ReadRow", false, payloadOf(row),
              [row](sd_bus_message* signal) { appendValue(signal, row); });
     }
 
@@ -178,14 +195,12 @@ public:
             copies.push_back(row != nullptr ? *row : std::vector<std::string>());
             bytes += payloadOf(copies.back());
         }
-        post(m_target, kIteratorInterface, "ReadRowChunk", false, bytes,
+        post(target(), kIteratorInterface, "ReadRowChunk", false, bytes,
              [copies = std::move(copies)](sd_bus_message* signal) { appendRows(signal, copies); });
     }
 
 private:
-    void event(const char* member, int value) { postInteger(m_target, kIteratorInterface, member, false, value); }
-
-    Target m_target;
+    void event(const char* member, int value) { postInteger(target(), kIteratorInterface, member, false, value); }
 };
 
 }  // namespace
@@ -208,7 +223,7 @@ std::unique_ptr<lomodelapi::Observer> makeObserver(lomodelapi::ObjectTypeSpec re
         case lomodelapi::OBJECT_TYPE_TABLE:
             return std::make_unique<TableObserver>(std::move(target));
         default:
-            return std::make_unique<lomodelapi::Observer>();
+            return std::make_unique<ClientObserver<lomodelapi::Observer>>(std::move(target));
     }
 }
 

@@ -30,6 +30,7 @@ struct SignalTarget {
 // The observer class that fits an object of this real type, which also sends
 // the client each change of the type getType answers (tvsim::ReportedTypeObserver);
 // a plain Observer (never called) for anything else, such as a path that holds no object.
+// Each names its client to the simulator's records (tvsim::ClientNamingObserver).
 std::unique_ptr<lomodelapi::Observer> makeObserver(lomodelapi::ObjectTypeSpec realType, SignalTarget target);
 
 std::unique_ptr<lomodelapi::ObserverTableIterator> makeIteratorObserver(SignalTarget target);

@@ -5,7 +5,6 @@
 
 #include <tvsim/simulator.h>
 
-#include <algorithm>
 #include <set>
 
 namespace tvsimd {
@@ -38,11 +37,9 @@ int Clients::connect(const std::string& client, const std::string& modelPath, co
     connection->client = client;
     connection->modelPath = modelPath;
     connection->realType = realType;
-    m_observers.push_back(makeObserver(realType, target(client, objectPath, connection->id)));
-    connection->observer = m_observers.back().get();
-    m_labels[connection->observer] = client + "#" + std::to_string(connection->id);
+    connection->observer = makeObserver(realType, target(client, objectPath, connection->id));
     ModelObject* object = nullptr;
-    const int status = m_root.connect(modelPath, connection->observer, object);
+    const int status = m_root.connect(modelPath, connection->observer.get(), object);
     made = nullptr;
     if (status == 0 && object != nullptr) {
         connection->object = object;
@@ -63,7 +60,7 @@ int Clients::disconnect(const std::string& client, const std::string& modelPath,
     if (connection.modelPath == modelPath) {
         destroyIteratorsOf(connection);
     }
-    const int status = m_root.disconnect(modelPath, connection.observer, connection.object);
+    const int status = m_root.disconnect(modelPath, connection.observer.get(), connection.object);
     if (status == 0) {
         erase(found);
     }
@@ -103,11 +100,8 @@ const ClientIterator* Clients::createIterator(const ClientConnection& table, con
     iterator->client = table.client;
     iterator->objectPath = std::string(kIteratorPrefix) + "/" + std::to_string(iterator->id);
     iterator->connection = table.id;
-    auto observer = makeIteratorObserver(target(table.client, iterator->objectPath, iterator->id));
-    iterator->observer = observer.get();
-    m_labels[observer.get()] = table.client + "#" + std::to_string(iterator->id);
-    m_observers.push_back(std::move(observer));
-    iterator->iterator = tableObject->createIterator(request.type, iterator->observer, request.selections,
+    iterator->observer = makeIteratorObserver(target(table.client, iterator->objectPath, iterator->id));
+    iterator->iterator = tableObject->createIterator(request.type, iterator->observer.get(), request.selections,
                                                      request.columns, request.orders);
     if (iterator->iterator == nullptr) {
         return nullptr;
@@ -183,35 +177,9 @@ void Clients::dropClient(const std::string& client) {
     for (const std::uint64_t id : ids) {
         auto connection = m_connections.find(id);
         destroyIteratorsOf(*connection->second);
-        m_root.disconnect(connection->second->modelPath, connection->second->observer, connection->second->object);
+        m_root.disconnect(connection->second->modelPath, connection->second->observer.get(), connection->second->object);
         m_connections.erase(connection);
     }
-}
-
-std::string Clients::label(const void* observer) const {
-    m_busThread.require("Clients");
-    auto found = m_labels.find(observer);
-    return found == m_labels.end() ? std::string() : found->second;
-}
-
-void Clients::clearEnded() {
-    m_busThread.require("Clients");
-    std::set<const void*> live;
-    for (const auto& [id, connection] : m_connections) {
-        live.insert(connection->observer);
-    }
-    for (const auto& [path, iterator] : m_iterators) {
-        live.insert(static_cast<const lomodelapi::Observer*>(iterator->observer));
-    }
-    m_observers.erase(std::remove_if(m_observers.begin(), m_observers.end(),
-                                     [&](const auto& observer) {
-                                         if (live.count(observer.get()) != 0) {
-                                             return false;
-                                         }
-                                         m_labels.erase(observer.get());
-                                         return true;
-                                     }),
-                      m_observers.end());
 }
 
 }  // namespace tvsimd

@@ -1,6 +1,6 @@
 // What each client process holds in the simulator through tvsimd: its
 // connections to model objects and its table iterators, each with the
-// observer tvsimd made for it. Keyed by the client's unique name, so a
+// observer tvsimd made for it, which goes when they end. Keyed by the client's unique name, so a
 // client can use only its own, and everything a client held is given back
 // when its name leaves the bus. Bus thread only, with no lock: every
 // operation checks it runs there (BusThread).
@@ -17,7 +17,6 @@
 #include <memory>
 #include <set>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 namespace tvsimd {
@@ -27,9 +26,9 @@ struct ClientConnection {
     std::string client;
     std::string modelPath;
     lomodelapi::ObjectTypeSpec realType = lomodelapi::OBJECT_TYPE_NONE;
-    lomodelapi::Observer* observer = nullptr;  // owned by Clients
-    ModelObject* object = nullptr;             // null when the platform handed out none
-    std::set<std::string> iterators;           // the object paths of the iterators made through it (tables)
+    std::unique_ptr<lomodelapi::Observer> observer;
+    ModelObject* object = nullptr;    // null when the platform handed out none
+    std::set<std::string> iterators;  // the object paths of the iterators made through it (tables)
 };
 
 struct ClientIterator {
@@ -38,7 +37,7 @@ struct ClientIterator {
     std::string objectPath;  // under kIteratorPrefix
     std::uint64_t connection = 0;
     TableIteratorObject* iterator = nullptr;
-    lomodelapi::ObserverTableIterator* observer = nullptr;  // owned by Clients
+    std::unique_ptr<lomodelapi::ObserverTableIterator> observer;
 };
 
 struct IteratorRequest {
@@ -86,11 +85,6 @@ public:
     void dropClient(const std::string& client);
     void dropAll();
 
-    // "<unique name>#<connection id>" of an observer tvsimd made, for records; "" for others.
-    std::string label(const void* observer) const;
-    // Forgets the observers of ended connections, kept until now so that records name them.
-    void clearEnded();
-
 private:
     SignalTarget target(const std::string& client, const std::string& objectPath, std::uint64_t id) const;
     // Destroys the iterators made through the table connection, before it ends.
@@ -107,8 +101,6 @@ private:
     // The ids in m_connections by client, so that giving back what one client held costs what it held.
     std::unordered_map<std::string, std::set<std::uint64_t>> m_connectionsOf;
     std::map<std::string, std::unique_ptr<ClientIterator>> m_iterators;  // by object path
-    std::vector<std::unique_ptr<lomodelapi::Observer>> m_observers;      // live and ended, until clearEnded
-    std::unordered_map<const void*, std::string> m_labels;
 };
 
 }  // namespace tvsimd

@@ -41,7 +41,7 @@ const char* outcomeName(const tvsim::InvokeRecord& record) {
     return "no reply yet";
 }
 
-json requestJson(const tvsim::InvokeRecord& record, std::size_t index, std::chrono::steady_clock::time_point start) {
+json requestJson(const tvsim::InvokeRecord& record, std::uint64_t index, std::chrono::steady_clock::time_point start) {
     using Milliseconds = std::chrono::duration<double, std::milli>;
     json entry = {{"index", index},
                   {"path", record.path},
@@ -155,11 +155,13 @@ TvPicture TvReader::read() const {
         }
     }
     picture.faults = faultsJson(m_simulator);
+    // Keyed by their place among every invoke, which stays put while the oldest records are dropped.
     const std::vector<tvsim::InvokeRecord> records = m_simulator.invokes();
-    picture.requestCount = records.size();
+    picture.requestCount = records.empty() ? 0 : records.back().sequence + 1;
+    picture.requestsDropped = records.empty() ? 0 : records.front().sequence;
     const std::size_t first = records.size() > kMaxRequests ? records.size() - kMaxRequests : 0;
     for (std::size_t index = first; index < records.size(); ++index) {
-        picture.requests.push_back(requestJson(records[index], index, m_start));
+        picture.requests.push_back(requestJson(records[index], records[index].sequence, m_start));
     }
     picture.panel = readPanel(picture);
     return picture;
@@ -202,7 +204,8 @@ json wholePicture(const TvPicture& picture) {
             {"tables", picture.tables},
             {"faults", picture.faults},
             {"requests", picture.requests},
-            {"requestCount", picture.requestCount}};
+            {"requestCount", picture.requestCount},
+            {"requestsDropped", picture.requestsDropped}};
 }
 
 json pictureChanges(const TvPicture& before, const TvPicture& after) {
@@ -251,6 +254,7 @@ json pictureChanges(const TvPicture& before, const TvPicture& after) {
         return nullptr;
     }
     changes["requestCount"] = after.requestCount;
+    changes["requestsDropped"] = after.requestsDropped;
     return changes;
 }
 

@@ -10,6 +10,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -18,12 +19,13 @@ namespace tvsimd {
 
 // NOLINTNEXTLINE(bugprone-exception-escape): its moves are nlohmann::json's, noexcept; the check cannot see it.
 struct TvPicture {
-    nlohmann::json panel;          // channel (number, name, URI), who holds video/audio/PSI, playback, no-banner
-    nlohmann::json values;         // path -> {"type", "value"}
-    nlohmann::json actions;        // path -> the answer chosen for it, or null for its own
-    nlohmann::json tables;         // path -> {"columns", "rows"}
-    nlohmann::json faults;         // {"paths": {path: {...}}, "framework": {...}}
-    std::size_t requestCount = 0;  // invoke records the simulator holds
+    nlohmann::json panel;               // channel (number, name, URI), who holds video/audio/PSI, playback, no-banner
+    nlohmann::json values;              // path -> {"type", "value"}
+    nlohmann::json actions;             // path -> the answer chosen for it, or null for its own
+    nlohmann::json tables;              // path -> {"columns", "rows"}
+    nlohmann::json faults;              // {"paths": {path: {...}}, "framework": {...}}
+    std::uint64_t requestCount = 0;     // invokes recorded, the dropped ones included
+    std::uint64_t requestsDropped = 0;  // the oldest, dropped to keep within the records' limit
     std::vector<nlohmann::json> requests;  // the last kMaxRequests of them, oldest first
 };
 

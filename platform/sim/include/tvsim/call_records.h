@@ -1,6 +1,11 @@
 // Call records, one facet of the Simulator: what clients asked of the
 // simulated platform, in the order it arrived, for tests to read back.
 // Operations may be called from any thread; each answers a copy.
+//
+// A record's observer pointer tells which observer made the call; it may
+// point to one that is gone since. A record names the client from the
+// observer when the call is made (ClientNamingObserver), so an observer need
+// not outlive its connection for the records to name it.
 #pragma once
 
 #include <lomodelapi/argument.h>
@@ -8,6 +13,8 @@
 #include <lomodelapi/table_types.h>
 
 #include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <map>
 #include <string>
 #include <vector>
@@ -16,17 +23,29 @@ namespace tvsim {
 
 class SimulatorCore;
 
+// An observer that acts for a named client, as the TV service's do ("<unique
+// name>#<connection>"). Implemented beside lomodelapi's observer class.
+class ClientNamingObserver {
+public:
+    virtual const std::string& clientName() const = 0;
+
+protected:
+    ~ClientNamingObserver() = default;
+};
+
 struct ConnectRecord {
     std::string path;
     lomodelapi::Observer* observer;
     ModelObject* object;  // what the platform handed out; null on failure
     int status;
+    std::string client;  // the observer's ClientNamingObserver name; "" for other observers
 };
 
 struct DisconnectRecord {
     std::string path;
     lomodelapi::Observer* observer;
     ModelObject* object;
+    std::string client;
 };
 
 // What an accepted invoke got back, as far as the simulator knows now. An
@@ -48,6 +67,7 @@ struct InvokeRecord {
     int status;
     std::chrono::steady_clock::time_point invokedAt;
     InvokeOutcome outcome;
+    std::uint64_t sequence = 0;  // its place among the invokes since the start or clearRecords, from 0
 };
 
 struct CreateIteratorRecord {
@@ -58,10 +78,27 @@ struct CreateIteratorRecord {
     std::vector<int> columns;
     std::vector<lomodelapi::TableOrder> orders;
     TableIteratorObject* iterator;  // what was returned (null when made to fail)
+    std::string client;
+};
+
+// How many records of each kind went, oldest first, to keep within limitRecords,
+// since the simulator started or clearRecords.
+struct DroppedRecords {
+    std::uint64_t connects = 0;
+    std::uint64_t disconnects = 0;
+    std::uint64_t invokes = 0;
+    std::uint64_t createIterators = 0;
+    std::uint64_t destroyIterators = 0;
 };
 
 class CallRecords {
 public:
+    // Keeps at most perKind records of each kind from now on (at least 1),
+    // dropping the oldest. Unbounded until called: a test reads back every
+    // call it made, while a long-running service bounds what it keeps.
+    void limitRecords(std::size_t perKind);
+    DroppedRecords droppedRecords() const;
+
     std::vector<ConnectRecord> connects() const;
     std::vector<DisconnectRecord> disconnects() const;
     std::vector<InvokeRecord> invokes() const;
@@ -72,7 +109,7 @@ public:
     // The map the last client setValues call on a vector path received (empty when none).
     std::map<int, int> lastIntegerMap(const std::string& path) const;
     std::map<int, std::string> lastStringMap(const std::string& path) const;
-    void clearRecords();  // every record list, counter and last map
+    void clearRecords();  // every record list, counter (the dropped ones' too) and last map
 
 protected:
     CallRecords() = default;

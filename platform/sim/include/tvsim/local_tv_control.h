@@ -7,7 +7,6 @@
 #include <tvsim/simulator.h>
 #include <tvsim/tv_control.h>
 
-#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -16,12 +15,9 @@ namespace tvsim {
 
 class LocalTvControl final : public TvControl {
 public:
-    // What connects() shows as a connect's client; "" for every client by default.
-    using ClientNamer = std::function<std::string(lomodelapi::Observer* observer)>;
-
     // `loaded` is what the simulator's model was made of so far: the actions'
     // own answers that resetReply gives back.
-    explicit LocalTvControl(Simulator& simulator, LoadedModel loaded = {}, ClientNamer namer = {});
+    explicit LocalTvControl(Simulator& simulator, LoadedModel loaded = {});
     ~LocalTvControl() override;
 
     LocalTvControl(const LocalTvControl&) = delete;
@@ -61,13 +57,13 @@ public:
 
     std::vector<ClientConnect> connects() override;
     std::vector<InvokeRecord> invokes() override;
+    DroppedRecords droppedRecords() override;
     void clearRecords() override;
 
 private:
     class Models;
 
     Simulator& m_simulator;
-    ClientNamer m_namer;
     std::unique_ptr<Models> m_models;
 };
 

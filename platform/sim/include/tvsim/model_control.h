@@ -48,7 +48,10 @@ constexpr std::chrono::milliseconds kMaxReplyDelay{60 * 1000};
 // Why a control of the TV may not give this reply, or empty when it may: copies
 // or a delay beyond those bounds, or a delayed outcome that comes before invoke
 // returns, which would hold up the invoking client (and, in the TV service,
-// every client) for the delay. Lower case, no full stop: "copies are 1 to 1000; got 0".
+// every client) for the delay; results beyond kMaxRequestBytes, or results
+// times copies beyond kMaxReplyOutcomesBytes (tvsim/input_limits.h), which
+// every invoke would queue to every connected observer. Lower case, no full
+// stop: "copies are 1 to 1000; got 0".
 std::string replyRefusal(const Reply& reply);
 
 // Decides the reply to one invocation. Runs on the invoking client's thread,

@@ -36,11 +36,6 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-// The longest model path a model file may give. The TV service serves each path
-// as a D-Bus object path, in which a byte may take three characters; at this
-// length every path stays far within the 64 KiB the bus carries.
-constexpr std::size_t kMaxModelPathBytes = 1024;
-
 // ---- The checked form of a model file ----
 
 struct ValueEntry {

@@ -86,6 +86,8 @@ public:
     // ---- What clients asked ----
     virtual std::vector<ClientConnect> connects() = 0;
     virtual std::vector<InvokeRecord> invokes() = 0;
+    // What went to keep within the records' limit (CallRecords::limitRecords).
+    virtual DroppedRecords droppedRecords() = 0;
     virtual void clearRecords() = 0;
 };
 

@@ -69,7 +69,8 @@ function takePicture(picture) {
   state.values = new Map(Object.entries(picture.values));
   state.requests = new Map(picture.requests.map((entry) => [entry.index, entry]));
   Object.assign(state, {actions: picture.actions, tables: picture.tables, faults: picture.faults,
-                        panel: picture.panel, requestCount: picture.requestCount});
+                        panel: picture.panel, requestCount: picture.requestCount,
+                        requestsDropped: picture.requestsDropped});
   pending = null;
   drawAll();
 }
@@ -82,7 +83,7 @@ function merge(change) {
   for (const [path, value] of Object.entries(change.values || {})) pending.values.set(path, value);
   if (change.requestsReset) { pending.requestsReset = true; pending.requests.clear(); }
   for (const entry of change.requests || []) pending.requests.set(entry.index, entry);
-  for (const part of ['panel', 'actions', 'tables', 'faults', 'requestCount']) {
+  for (const part of ['panel', 'actions', 'tables', 'faults', 'requestCount', 'requestsDropped']) {
     if (part in change) pending[part] = change[part];
   }
 }
@@ -97,7 +98,7 @@ function drawPending() {
   }
   if (change.requestsReset) state.requests.clear();
   for (const [index, entry] of change.requests) state.requests.set(index, entry);
-  for (const part of ['panel', 'actions', 'tables', 'faults', 'requestCount']) {
+  for (const part of ['panel', 'actions', 'tables', 'faults', 'requestCount', 'requestsDropped']) {
     if (part in change) state[part] = change[part];
   }
   if (pathsChanged || 'faults' in change) {
@@ -290,7 +291,8 @@ function drawRequests(changed) {
     requestRows.delete(oldest);
     state.requests.delete(oldest);
   }
-  $('request-count').textContent = `(${state.requestCount})`;
+  const dropped = state.requestsDropped ? `, the oldest ${state.requestsDropped} dropped` : '';
+  $('request-count').textContent = `(${state.requestCount}${dropped})`;
 }
 
 function answerText(answer) {
