@@ -41,6 +41,7 @@ std::string replyRefusal(const Reply& reply) {
 void Model::setResponder(const std::string& path, Responder responder) {
     Lock lock(m_mutex);
     std::swap(entryOf(path, lomodelapi::OBJECT_TYPE_ACTION).responder, responder);
+    changed();
 }
 
 void Model::refuseNextInvokes(const std::string& path, int count, int status) {
@@ -48,6 +49,7 @@ void Model::refuseNextInvokes(const std::string& path, int count, int status) {
     PathFaults& faults = faultsFor(path, lomodelapi::OBJECT_TYPE_ACTION, count);
     faults.refusedInvokes = count;
     faults.refusedInvokeStatus = status;
+    changed();
 }
 
 namespace {
@@ -66,6 +68,8 @@ InvokeOutcome outcomeOf(const Reply& reply, std::chrono::microseconds took) {
 }  // namespace
 
 void Model::recordOutcome(unsigned int actionId, const Reply& reply, bool onlyIfNoReplyYet) {
+    // Counted after the responder ran, so what it changed outside the model (a source switch's state) counts too.
+    changed();
     // Ids are unique and recent invokes sit at the end; a cleared record is simply gone.
     for (auto record = m_records.invokes.rbegin(); record != m_records.invokes.rend(); ++record) {
         if (record->actionId != actionId) {
@@ -90,11 +94,13 @@ int Model::invoke(Entry& action, unsigned int& actionId, const std::vector<lomod
         if (faults.refusedInvokes > 0) {
             --faults.refusedInvokes;
             m_records.invokes.push_back({action.path, 0, arguments, faults.refusedInvokeStatus, invokedAt, {}});
+            changed();
             return faults.refusedInvokeStatus;
         }
         id = ++m_lastActionId;
         actionId = id;
         m_records.invokes.push_back({action.path, id, arguments, 0, invokedAt, {}});
+        changed();
         responder = action.responder;
     }
     // The responder runs on the invoking thread with no lock held: it may call the simulator.

@@ -11,6 +11,7 @@
 #include <tvsim/model_value.h>
 
 #include <atomic>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <optional>
@@ -42,6 +43,7 @@ struct Entry {
     Responder responder;                       // actions
     std::vector<std::string> columns;          // tables
     Rows rows;                                 // tables
+    std::uint64_t changedAt = 0;               // the generation that added it or last changed its value or rows
     std::vector<Connection*> connections;      // who is notified
     std::vector<SimTableIterator*> iterators;  // tables: iterators made on this table
 };
@@ -80,6 +82,7 @@ public:
     void remove(const std::string& path);
     bool has(const std::string& path) const;
     std::vector<ModelEntry> list(const std::string& prefix) const;
+    std::vector<StampedEntry> stampedList() const;
     lomodelapi::ObjectTypeSpec typeAt(const std::string& path) const;
     // The value at the path; with a type, only a value of that type.
     ModelValue value(const std::string& path, std::optional<ValueType> type = std::nullopt) const;
@@ -130,6 +133,10 @@ public:
     void clearFaults(const std::string& path);
     std::map<std::string, PathFaults> pathFaults() const;
 
+    // ---- Following changes (see ModelControl::generation) ----
+    std::uint64_t generation() const { return m_generation.load(std::memory_order_acquire); }
+    void countChange() { m_generation.fetch_add(1, std::memory_order_acq_rel); }  // of state kept outside the model
+
     // ---- Records ----
     template <typename R>
     R recorded(R Records::*member) const {
@@ -144,6 +151,8 @@ public:
 
 private:
     void add(std::shared_ptr<Entry> entry) SYSACCESS_REQUIRES(m_mutex);
+    // Counts a change made under the lock, and stamps the entry whose value or rows it changed.
+    void changed(Entry* entry = nullptr) SYSACCESS_REQUIRES(m_mutex);
     Entry& entryAt(const std::string& path) const SYSACCESS_REQUIRES(m_mutex);
     Entry& entryOf(const std::string& path, lomodelapi::ObjectTypeSpec type) const SYSACCESS_REQUIRES(m_mutex);
     Entry& valueEntryOf(const std::string& path, std::optional<ValueType> type) const SYSACCESS_REQUIRES(m_mutex);
@@ -174,6 +183,7 @@ private:
     std::atomic<bool> m_anyReportedType{false};
     Records m_records SYSACCESS_GUARDED_BY(m_mutex);
     unsigned int m_lastActionId SYSACCESS_GUARDED_BY(m_mutex) = 0;
+    std::atomic<std::uint64_t> m_generation{0};  // changed under the lock but read without it
 };
 
 template <typename T>

@@ -172,6 +172,7 @@ void Model::setRows(const std::string& path, std::vector<Row> rows) {
         }
     }
     table.rows = std::make_shared<const std::vector<Row>>(std::move(rows));
+    changed(&table);
     notifyTableUpdate(table, static_cast<int>(table.rows->size()));
 }
 
@@ -187,6 +188,7 @@ void Model::notifyTableUpdate(const Entry& table, int change) {
 void Model::failNextCreateIterators(const std::string& path, int count) {
     Lock lock(m_mutex);
     faultsFor(path, lomodelapi::OBJECT_TYPE_TABLE, count).failingCreateIterators = count;
+    changed();
 }
 
 TableIteratorObject* Model::createIterator(const std::shared_ptr<Entry>& table, lomodelapi::IteratorType type,
@@ -208,6 +210,7 @@ TableIteratorObject* Model::createIterator(const std::shared_ptr<Entry>& table, 
         m_iterators.emplace(created, std::move(iterator));
     }
     m_records.createIterators.push_back({table->path, type, observer, selections, columns, orders, created});
+    changed();
     return created;
 }
 
@@ -216,6 +219,7 @@ int Model::destroyIterator(TableIteratorObject* iterator) {
     {
         Lock lock(m_mutex);
         m_records.destroyIterators.push_back(iterator);
+        changed();
         auto found = m_iterators.find(iterator);
         if (found == m_iterators.end()) {
             return kStatusUnknownObject;
