@@ -184,7 +184,7 @@ void DashboardServer::addRoutes() {
         });
     }
     m_server->Get("/api/picture", [this](const httplib::Request&, httplib::Response& response) {
-        const auto [sequence, picture] = m_feed.picture();
+        const auto [sequence, picture] = m_sampler->picture();
         response.set_header("Cache-Control", "no-store");
         replyJson(response, 200, "{\"sequence\":" + std::to_string(sequence) + ",\"picture\":" + picture + "}");
     });
