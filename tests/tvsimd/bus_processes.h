@@ -34,6 +34,7 @@ public:
     int waitForExit(milliseconds timeout = milliseconds(10000));
     // Sends the signal, then waitForExit.
     int stop(int signal, milliseconds timeout = milliseconds(10000));
+    int pid() const { return m_pid; }
 
 private:
     int m_pid = -1;
