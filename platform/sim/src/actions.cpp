@@ -56,6 +56,7 @@ std::string replyRefusal(const Reply& reply) {
 void Model::setResponder(const std::string& path, Responder responder) {
     Lock lock(m_mutex);
     std::swap(entryOf(path, lomodelapi::OBJECT_TYPE_ACTION).responder, responder);
+    changed();
 }
 
 void Model::refuseNextInvokes(const std::string& path, int count, int status) {
@@ -63,6 +64,7 @@ void Model::refuseNextInvokes(const std::string& path, int count, int status) {
     PathFaults& faults = faultsFor(path, lomodelapi::OBJECT_TYPE_ACTION, count);
     faults.refusedInvokes = count;
     faults.refusedInvokeStatus = status;
+    changed();
 }
 
 namespace {
@@ -81,6 +83,8 @@ InvokeOutcome outcomeOf(const Reply& reply, std::chrono::microseconds took) {
 }  // namespace
 
 void Model::recordOutcome(unsigned int actionId, const Reply& reply, bool onlyIfNoReplyYet) {
+    // Counted after the responder ran, so what it changed outside the model (a source switch's state) counts too.
+    changed();
     // Ids are unique and recent invokes sit at the end; a cleared or dropped record is simply gone.
     for (auto record = m_records.invokes.newest(); record != m_records.invokes.oldestEnd(); ++record) {
         if (record->actionId != actionId) {
@@ -107,12 +111,14 @@ int Model::invoke(Entry& action, unsigned int& actionId, const std::vector<lomod
             m_records.invokes.add(
                 {action.path, 0, arguments, faults.refusedInvokeStatus, invokedAt, {}, m_records.invokes.recorded()},
                 m_recordLimit);
+            changed();
             return faults.refusedInvokeStatus;
         }
         id = ++m_lastActionId;
         actionId = id;
         m_records.invokes.add({action.path, id, arguments, 0, invokedAt, {}, m_records.invokes.recorded()},
                               m_recordLimit);
+        changed();
         responder = action.responder;
     }
     // The responder runs on the invoking thread with no lock held: it may call the simulator.

@@ -9,12 +9,15 @@ namespace tvsim {
 
 void FaultInjection::refuseInterfaceReference(bool refuse, int status) {
     InterfaceRegistry::instance().refuse(refuse, status);
+    core().model.countChange();
 }
 void FaultInjection::emptyInterfaceReference(bool empty) {
     InterfaceRegistry::instance().answerEmpty(empty);
+    core().model.countChange();
 }
 void FaultInjection::nullRootObject(bool null) {
     core().handle->answerNull(null);
+    core().model.countChange();
 }
 
 void FaultInjection::failNextConnects(const std::string& path, int count, int status) {

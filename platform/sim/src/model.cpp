@@ -29,7 +29,15 @@ Model::Model(CallbackThread& callbacks) : m_callbacks(callbacks) {}
 Model::~Model() = default;
 
 void Model::add(std::shared_ptr<Entry> entry) {
+    changed(entry.get());
     m_entries[entry->path] = std::move(entry);
+}
+
+void Model::changed(Entry* entry) {
+    const std::uint64_t generation = m_generation.fetch_add(1, std::memory_order_acq_rel) + 1;
+    if (entry != nullptr) {
+        entry->changedAt = generation;
+    }
 }
 
 void Model::addValue(const std::string& path, ModelValue value) {
@@ -62,6 +70,7 @@ void Model::addTable(const std::string& path, std::vector<std::string> columns, 
 void Model::remove(const std::string& path) {
     Lock lock(m_mutex);
     m_entries.erase(path);
+    changed();
 }
 
 bool Model::has(const std::string& path) const {
@@ -75,6 +84,16 @@ std::vector<ModelEntry> Model::list(const std::string& prefix) const {
     for (auto it = m_entries.lower_bound(prefix);
          it != m_entries.end() && it->first.compare(0, prefix.size(), prefix) == 0; ++it) {
         entries.push_back({it->first, it->second->type});
+    }
+    return entries;
+}
+
+std::vector<StampedEntry> Model::stampedList() const {
+    std::vector<StampedEntry> entries;
+    Lock lock(m_mutex);
+    entries.reserve(m_entries.size());
+    for (const auto& [path, entry] : m_entries) {
+        entries.push_back({{path, entry->type}, entry->changedAt});
     }
     return entries;
 }
@@ -123,6 +142,7 @@ void Model::changeValue(const std::string& path, ModelValue value) {
     Lock lock(m_mutex);
     Entry& entry = valueEntryOf(path, valueTypeOf(value));
     entry.value = std::move(value);
+    changed(&entry);
     notifyValue(entry);
 }
 
@@ -135,6 +155,7 @@ void Model::changeValues(const std::string& path, const std::vector<ModelValue>&
     Entry& entry = entryAt(path);
     for (const ModelValue& value : values) {
         entry.value = value;
+        changed(&entry);
         notifyValue(entry);
     }
 }
@@ -165,6 +186,7 @@ int Model::connect(const std::string& path, lomodelapi::Observer* observer, Mode
         m_connections.emplace(object, std::move(connection));
     }
     m_records.connects.add({path, observer, object, status, std::move(client)}, m_recordLimit);
+    changed();
     return status;
 }
 
@@ -174,6 +196,7 @@ int Model::disconnect(const std::string& path, lomodelapi::Observer* observer, M
     {
         Lock lock(m_mutex);
         m_records.disconnects.add({path, observer, object, std::move(client)}, m_recordLimit);
+        changed();
         auto found = m_connections.find(object);
         if (found == m_connections.end() || found->second->entry->path != path || found->second->observer != observer) {
             return kStatusUnknownObject;
@@ -227,6 +250,7 @@ int Model::write(Entry& entry, ModelValue value) {
     Lock lock(m_mutex);
     ++m_records.setterCalls[entry.path];
     entry.value = std::move(value);
+    changed(&entry);
     notifyValue(entry);
     return 0;
 }
@@ -236,6 +260,7 @@ int Model::writeMap(Entry& entry, const std::map<int, int>& byIndex) {
     ++m_records.setterCalls[entry.path];
     m_records.lastIntegerMaps[entry.path] = byIndex;
     entry.value = valuesInIndexOrder(byIndex);
+    changed(&entry);
     notifyValue(entry);
     return 0;
 }
@@ -245,6 +270,7 @@ int Model::writeMap(Entry& entry, const std::map<int, std::string>& byIndex) {
     ++m_records.setterCalls[entry.path];
     m_records.lastStringMaps[entry.path] = byIndex;
     entry.value = valuesInIndexOrder(byIndex);
+    changed(&entry);
     notifyValue(entry);
     return 0;
 }
@@ -310,11 +336,13 @@ void Model::failNextConnects(const std::string& path, int count, int status) {
     }
     faults.failingConnects = count;
     faults.failingConnectStatus = status;
+    changed();
 }
 
 void Model::nullObjectOnNextConnects(const std::string& path, int count) {
     Lock lock(m_mutex);
     faultsFor(path, lomodelapi::OBJECT_TYPE_NONE, count).nullConnects = count;
+    changed();
 }
 
 void Model::reportType(const std::string& path, lomodelapi::ObjectTypeSpec type) {
@@ -327,6 +355,7 @@ void Model::reportType(const std::string& path, lomodelapi::ObjectTypeSpec type)
     }
     notifyReportedTypeChanges(before);
     m_anyReportedType.store(true, std::memory_order_release);
+    changed();
 }
 
 void Model::failGetter(const std::string& path, int status) {
@@ -339,6 +368,7 @@ void Model::failGetter(const std::string& path, int status) {
         throw ControlError::wrongType(path, entry.type, "a string or vector value");
     }
     faults.getterStatus = status;
+    changed();
 }
 
 void Model::clearFaults(const std::string& path) {
@@ -347,6 +377,7 @@ void Model::clearFaults(const std::string& path) {
     const ReportedTypes before = reportedTypesAt(path);
     m_faults.erase(path);
     notifyReportedTypeChanges(before);
+    changed();
 }
 
 std::map<std::string, PathFaults> Model::pathFaults() const {
@@ -388,6 +419,7 @@ std::map<int, std::string> Model::lastStringMap(const std::string& path) const {
 void Model::clearRecords() {
     Lock lock(m_mutex);
     m_records = Records();
+    changed();
 }
 
 void Model::limitRecords(std::size_t perKind) {

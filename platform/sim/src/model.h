@@ -46,6 +46,7 @@ struct Entry {
     Responder responder;               // actions
     std::vector<std::string> columns;  // tables
     Rows rows;                         // tables
+    std::uint64_t changedAt = 0;       // the generation that added it or last changed its value or rows
     // Lists, in the order made, so that each leaves in constant time: a client
     // with thousands of connections or iterators gives them back in linear time.
     std::list<Connection*> connections;      // who is notified
@@ -96,6 +97,7 @@ public:
     void remove(const std::string& path);
     bool has(const std::string& path) const;
     std::vector<ModelEntry> list(const std::string& prefix) const;
+    std::vector<StampedEntry> stampedList() const;
     lomodelapi::ObjectTypeSpec typeAt(const std::string& path) const;
     // The value at the path; with a type, only a value of that type.
     ModelValue value(const std::string& path, std::optional<ValueType> type = std::nullopt) const;
@@ -146,6 +148,10 @@ public:
     void clearFaults(const std::string& path);
     std::map<std::string, PathFaults> pathFaults() const;
 
+    // ---- Following changes (see ModelControl::generation) ----
+    std::uint64_t generation() const { return m_generation.load(std::memory_order_acquire); }
+    void countChange() { m_generation.fetch_add(1, std::memory_order_acq_rel); }  // of state kept outside the model
+
     // ---- Records ----
     template <typename Record>
     std::vector<Record> recorded(RecordLog<Record> Records::*log) const {
@@ -162,6 +168,8 @@ public:
 
 private:
     void add(std::shared_ptr<Entry> entry) SYSACCESS_REQUIRES(m_mutex);
+    // Counts a change made under the lock, and stamps the entry whose value or rows it changed.
+    void changed(Entry* entry = nullptr) SYSACCESS_REQUIRES(m_mutex);
     Entry& entryAt(const std::string& path) const SYSACCESS_REQUIRES(m_mutex);
     Entry& entryOf(const std::string& path, lomodelapi::ObjectTypeSpec type) const SYSACCESS_REQUIRES(m_mutex);
     Entry& valueEntryOf(const std::string& path, std::optional<ValueType> type) const SYSACCESS_REQUIRES(m_mutex);
@@ -199,6 +207,7 @@ private:
     Records m_records SYSACCESS_GUARDED_BY(m_mutex);
     std::size_t m_recordLimit SYSACCESS_GUARDED_BY(m_mutex) = SIZE_MAX;  // of each kind
     unsigned int m_lastActionId SYSACCESS_GUARDED_BY(m_mutex) = 0;
+    std::atomic<std::uint64_t> m_generation{0};  // changed under the lock but read without it
 };
 
 template <typename T>

@@ -44,6 +44,12 @@ std::vector<ModelEntry> ModelControl::list(const std::string& prefix) const {
 lomodelapi::ObjectTypeSpec ModelControl::typeAt(const std::string& path) const {
     return core().model.typeAt(path);
 }
+std::uint64_t ModelControl::generation() const {
+    return core().model.generation();
+}
+std::vector<StampedEntry> ModelControl::stampedList() const {
+    return core().model.stampedList();
+}
 
 void ModelControl::setInteger(const std::string& path, int value) {
     core().model.changeValue(path, value);

@@ -174,6 +174,7 @@ void Model::setRows(const std::string& path, std::vector<Row> rows) {
         }
     }
     table.rows = std::make_shared<const std::vector<Row>>(std::move(rows));
+    changed(&table);
     notifyTableUpdate(table, static_cast<int>(table.rows->size()));
 }
 
@@ -189,6 +190,7 @@ void Model::notifyTableUpdate(const Entry& table, int change) {
 void Model::failNextCreateIterators(const std::string& path, int count) {
     Lock lock(m_mutex);
     faultsFor(path, lomodelapi::OBJECT_TYPE_TABLE, count).failingCreateIterators = count;
+    changed();
 }
 
 TableIteratorObject* Model::createIterator(const std::shared_ptr<Entry>& table, lomodelapi::IteratorType type,
@@ -212,6 +214,7 @@ TableIteratorObject* Model::createIterator(const std::shared_ptr<Entry>& table, 
     }
     m_records.createIterators.add(
         {table->path, type, observer, selections, columns, orders, created, std::move(client)}, m_recordLimit);
+    changed();
     return created;
 }
 
@@ -220,6 +223,7 @@ int Model::destroyIterator(TableIteratorObject* iterator) {
     {
         Lock lock(m_mutex);
         m_records.destroyIterators.add(iterator, m_recordLimit);
+        changed();
         auto found = m_iterators.find(iterator);
         if (found == m_iterators.end()) {
             return kStatusUnknownObject;

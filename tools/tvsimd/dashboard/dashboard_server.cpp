@@ -1,11 +1,10 @@
 #include "dashboard_server.h"
 
+#include "http_server.h"
 #include "log.h"
 #include "web_assets.h"
 
 #include <api_requests.h>
-
-#include <httplib.h>
 
 #include <arpa/inet.h>
 
@@ -18,7 +17,7 @@ namespace {
 
 constexpr auto kSamplingPeriod = std::chrono::milliseconds(50);  // changes show well within 200 ms
 constexpr auto kKeepAlive = std::chrono::milliseconds(1000);     // how soon a gone page frees its thread
-constexpr std::size_t kHttpThreads = 16;                         // each open page holds one for its stream
+static_assert(kMaxEventStreams <= HttpServer::kThreads / 4, "most threads are left for the page and the API");
 constexpr const char* kTokenHeader = "X-TvSim-Token";
 constexpr const char* kTokenPlaceholder = "@TVSIM_TOKEN@";
 constexpr const char* kJsonType = "application/json";
@@ -64,6 +63,8 @@ const char* defaultMessage(int status) {
             return "method not allowed";
         case 413:
             return "the body is too large";
+        case 414:
+            return "the request line is too long";
         default:
             return status >= 500 ? "internal error" : "bad request";
     }
@@ -112,10 +113,7 @@ HttpEndpoint parseHttpEndpoint(const std::string& text) {
 
 DashboardServer::DashboardServer(const tvsim::Simulator& simulator, tvsim::LocalTvControl& control,
                                  const HttpEndpoint& endpoint, bool allowRemote)
-    : m_reader(simulator, control),
-      m_commands(control),
-      m_token(makeToken()),
-      m_server(std::make_unique<httplib::Server>()) {
+    : m_reader(simulator, control), m_commands(control), m_token(makeToken()) {
     if (isWildcard(endpoint.host)) {
         throw std::runtime_error("--http needs the address clients use (the Host header must name it), not '" +
                                  endpoint.host + "'");
@@ -124,20 +122,10 @@ DashboardServer::DashboardServer(const tvsim::Simulator& simulator, tvsim::Local
         throw std::runtime_error("--http " + endpoint.host +
                                  " is not a loopback address; add --http-allow-remote to serve other machines");
     }
-    m_server->new_task_queue = [] { return new httplib::ThreadPool(kHttpThreads); };
+    m_server = std::make_unique<HttpServer>(endpoint.host, endpoint.port);
     m_server->set_payload_max_length(kMaxRequestBody);
-    int port = endpoint.port;
-    if (port == 0) {
-        port = m_server->bind_to_any_port(endpoint.host);
-    } else if (!m_server->bind_to_port(endpoint.host, port)) {
-        port = -1;
-    }
-    if (port < 0) {
-        throw std::runtime_error("cannot serve the dashboard on " + endpoint.host + ":" +
-                                 std::to_string(endpoint.port));
-    }
     const bool v6 = endpoint.host.find(':') != std::string::npos;
-    m_authority = (v6 ? "[" + endpoint.host + "]" : endpoint.host) + ":" + std::to_string(port);
+    m_authority = (v6 ? "[" + endpoint.host + "]" : endpoint.host) + ":" + std::to_string(m_server->port());
     addRoutes();
     m_sampler = std::make_unique<DashboardSampler>(m_reader, m_feed, kSamplingPeriod);
     m_listener = std::thread([this] { m_server->listen_after_bind(); });
@@ -150,7 +138,7 @@ DashboardServer::DashboardServer(const tvsim::Simulator& simulator, tvsim::Local
 
 DashboardServer::~DashboardServer() {
     m_feed.close();  // event streams end, so that stopping can join the worker threads
-    m_server->stop();
+    m_server->shutDown();
     if (m_listener.joinable()) {
         m_listener.join();
     }
@@ -184,7 +172,7 @@ void DashboardServer::addRoutes() {
         });
     }
     m_server->Get("/api/picture", [this](const httplib::Request&, httplib::Response& response) {
-        const auto [sequence, picture] = m_feed.picture();
+        const auto [sequence, picture] = m_sampler->picture();
         response.set_header("Cache-Control", "no-store");
         replyJson(response, 200, "{\"sequence\":" + std::to_string(sequence) + ",\"picture\":" + picture + "}");
     });
@@ -197,9 +185,17 @@ void DashboardServer::addRoutes() {
             return;
         }
         since = std::stoull(sinceText);
+        if (m_eventStreams.fetch_add(1) >= kMaxEventStreams) {
+            m_eventStreams.fetch_sub(1);
+            replyError(
+                response, 503,
+                "the dashboard streams to at most " + std::to_string(kMaxEventStreams) + " pages at once; close one");
+            return;
+        }
         response.set_header("Cache-Control", "no-store");
         response.set_chunked_content_provider(
-            "text/event-stream", [this, since](std::size_t, httplib::DataSink& sink) mutable {
+            "text/event-stream",
+            [this, since](std::size_t, httplib::DataSink& sink) mutable {
                 std::vector<ChangeFeed::Change> changes;
                 std::string text;
                 switch (m_feed.waitAfter(since, kKeepAlive, changes)) {
@@ -222,7 +218,8 @@ void DashboardServer::addRoutes() {
                 }
                 sink.done();
                 return true;
-            });
+            },
+            [this](bool) { m_eventStreams.fetch_sub(1); });
     });
     m_server->Post("/api/value", commandRoute(m_token, web::decodeSetValue,
                                               [this](const web::SetValueRequest& r) { m_commands.setValue(r); }));

@@ -4,26 +4,22 @@
 
 namespace tvsimd {
 
-void ChangeFeed::start(std::string picture) {
-    velmora::base::UniqueLock lock(&m_mutex);
-    m_picture = std::move(picture);
-}
-
-void ChangeFeed::publish(std::string picture, std::string change) {
+void ChangeFeed::publish(std::string change) {
     {
         velmora::base::UniqueLock lock(&m_mutex);
-        m_picture = std::move(picture);
+        m_keptBytes += change.size();
         m_changes.push_back({++m_lastSequence, std::move(change)});
-        if (m_changes.size() > kKeptChanges) {
+        while (!m_changes.empty() && (m_changes.size() > kKeptChanges || m_keptBytes > kKeptBytes)) {
+            m_keptBytes -= m_changes.front().json.size();
             m_changes.pop_front();
         }
     }
     m_changed.notify_all();
 }
 
-std::pair<std::uint64_t, std::string> ChangeFeed::picture() const {
+std::uint64_t ChangeFeed::lastSequence() const {
     velmora::base::UniqueLock lock(&m_mutex);
-    return {m_lastSequence, m_picture};
+    return m_lastSequence;
 }
 
 ChangeFeed::Wait ChangeFeed::waitAfter(std::uint64_t sequence, std::chrono::milliseconds timeout,

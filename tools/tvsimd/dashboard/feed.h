@@ -1,6 +1,6 @@
-// What the dashboard's page streams: the latest whole picture and the numbered
-// changes that led to it. The sampling thread publishes; HTTP threads read the
-// picture and wait for changes. Nothing here touches the bus.
+// What the dashboard's page streams: the numbered changes of the TV's picture,
+// the latest of them kept for pages that fell behind. The sampling thread
+// publishes; HTTP threads wait for changes. Nothing here touches the bus.
 #pragma once
 
 #include <base/synchronization/condition_variable.h>
@@ -11,7 +11,6 @@
 #include <cstdint>
 #include <deque>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace tvsimd {
@@ -24,13 +23,16 @@ public:
     };
     enum class Wait { Changes, TooFarBehind, TimedOut, Closed };
 
-    // Sampling thread: the whole picture after the change (its JSON) and the change itself.
-    void publish(std::string picture, std::string change) SYSACCESS_EXCLUDES(m_mutex);
-    // The first picture, before any change.
-    void start(std::string picture) SYSACCESS_EXCLUDES(m_mutex);
+    // The most changes kept, and the most bytes of them (the oldest go first; one
+    // change larger than that is not kept at all, and readers behind it start over).
+    static constexpr std::size_t kKeptChanges = 256;  // about 13 s of changes at the sampling rate
+    static constexpr std::size_t kKeptBytes = std::size_t{4} * 1024 * 1024;
 
-    // The latest picture and the sequence number of the last change in it.
-    std::pair<std::uint64_t, std::string> picture() const SYSACCESS_EXCLUDES(m_mutex);
+    // Sampling thread: the next change (its JSON).
+    void publish(std::string change) SYSACCESS_EXCLUDES(m_mutex);
+
+    // The sequence number of the last change.
+    std::uint64_t lastSequence() const SYSACCESS_EXCLUDES(m_mutex);
 
     // Waits up to the timeout for changes after `sequence`. TooFarBehind: the
     // feed no longer keeps all of them, so the reader must take the picture again.
@@ -41,12 +43,10 @@ public:
     void close() SYSACCESS_EXCLUDES(m_mutex);
 
 private:
-    static constexpr std::size_t kKeptChanges = 256;  // about 13 s of changes at the sampling rate
-
     mutable velmora::base::Mutex m_mutex;
     velmora::base::ConditionVariable m_changed;
-    std::string m_picture SYSACCESS_GUARDED_BY(m_mutex);
     std::deque<Change> m_changes SYSACCESS_GUARDED_BY(m_mutex);
+    std::size_t m_keptBytes SYSACCESS_GUARDED_BY(m_mutex) = 0;
     std::uint64_t m_lastSequence SYSACCESS_GUARDED_BY(m_mutex) = 0;
     bool m_closed SYSACCESS_GUARDED_BY(m_mutex) = false;
 };

@@ -125,49 +125,157 @@ std::string channelNumber(const json& tables, const std::string& uuid) {
     return "";
 }
 
+// The value as the page shows it, cut to kMaxShownValueBytes.
+json shownValue(tvsim::ValueType type, const tvsim::ModelValue& value) {
+    json shown = {{"type", tvsim::valueTypeName(type)}, {"value", tvsim::valueToJson(value)}};
+    std::string text = shown["value"].is_string() ? shown["value"].get<std::string>() : jsonText(shown["value"]);
+    if (text.size() > kMaxShownValueBytes) {
+        std::size_t size = kMaxShownValueBytes;
+        while (size > 0 && (static_cast<unsigned char>(text[size]) & 0xC0) == 0x80) {
+            --size;  // to the start of the UTF-8 character it would split
+        }
+        shown["cut"] = text.size();
+        text.resize(size);
+        shown["value"] = std::move(text);
+    }
+    return shown;
+}
+
+// Puts the part read now into the picture, and into the changes when it differs.
+void replacePart(json& changes, const char* name, json& part, json now) {
+    if (part != now) {
+        changes[name] = now;
+        part = std::move(now);
+    }
+}
+
 }  // namespace
 
 TvReader::TvReader(const tvsim::Simulator& simulator, tvsim::LocalTvControl& control)
     : m_simulator(simulator), m_control(control) {}
 
-TvPicture TvReader::read() const {
-    TvPicture picture;
-    picture.values = json::object();
-    picture.actions = json::object();
-    picture.tables = json::object();
+json TvReader::update(TvPicture& picture) const {
+    const std::uint64_t generation = m_simulator.generation();
+    if (picture.generation == generation) {
+        return nullptr;
+    }
+    json changes = json::object();
+    const bool tablesChanged = updateObjects(picture, changes);
+    replacePart(changes, "faults", picture.faults, faultsJson(m_simulator));
+    updateRequests(picture, changes);
+    replacePart(changes, "panel", picture.panel, readPanel(picture, tablesChanged));
+    picture.generation = generation;
+    if (changes.empty()) {
+        return nullptr;
+    }
+    changes["requestCount"] = picture.requestCount;
+    changes["requestsDropped"] = picture.requestsDropped;
+    return changes;
+}
+
+bool TvReader::updateObjects(TvPicture& picture, json& changes) const {
     const std::map<std::string, tvsim::Reply> chosen = m_control.chosenReplies();
-    for (const tvsim::ModelEntry& entry : m_simulator.list()) {
+    json actions = json::object();
+    json values = json::object();
+    bool tablesChanged = false;
+    std::map<std::string, std::uint64_t> stamps;
+    for (const tvsim::StampedEntry& stamped : m_simulator.stampedList()) {
+        const std::string& path = stamped.entry.path;
+        tvsim::ValueType type{};
+        const bool isValue = tvsim::valueTypeOfObject(stamped.entry.type, type);
+        if (stamped.entry.type == lomodelapi::OBJECT_TYPE_ACTION) {
+            const auto found = chosen.find(path);
+            actions[path] = found == chosen.end() ? json(nullptr) : answerJson(found->second);
+        }
+        if (!isValue && stamped.entry.type != lomodelapi::OBJECT_TYPE_TABLE) {
+            continue;
+        }
+        const auto known = picture.stamps.find(path);
+        if (known != picture.stamps.end() && known->second == stamped.changedAt) {
+            stamps.emplace_hint(stamps.end(), path, stamped.changedAt);
+            continue;
+        }
         // A path another thread removes meanwhile is simply left out of this picture.
         try {
-            tvsim::ValueType type{};
-            if (tvsim::valueTypeOfObject(entry.type, type)) {
-                picture.values[entry.path] = {{"type", tvsim::valueTypeName(type)},
-                                              {"value", tvsim::valueToJson(m_simulator.value(entry.path))}};
-            } else if (entry.type == lomodelapi::OBJECT_TYPE_ACTION) {
-                const auto found = chosen.find(entry.path);
-                picture.actions[entry.path] = found == chosen.end() ? json(nullptr) : answerJson(found->second);
-            } else if (entry.type == lomodelapi::OBJECT_TYPE_TABLE) {
-                picture.tables[entry.path] = {{"columns", m_simulator.columns(entry.path)},
-                                              {"rows", m_simulator.rows(entry.path)}};
+            if (isValue) {
+                json shown = shownValue(type, m_simulator.value(path));
+                tablesChanged |= picture.tables.erase(path) != 0;
+                if (!picture.values.contains(path) || picture.values[path] != shown) {
+                    values[path] = shown;
+                    picture.values[path] = std::move(shown);
+                }
+            } else {
+                json table = {{"columns", m_simulator.columns(path)}, {"rows", m_simulator.rows(path)}};
+                if (picture.values.erase(path) != 0) {
+                    values[path] = nullptr;
+                }
+                if (!picture.tables.contains(path) || picture.tables[path] != table) {
+                    tablesChanged = true;
+                    picture.tables[path] = std::move(table);
+                }
             }
+            stamps.emplace_hint(stamps.end(), path, stamped.changedAt);
         } catch (const std::invalid_argument&) {
             continue;
         }
     }
-    picture.faults = faultsJson(m_simulator);
-    // Keyed by their place among every invoke, which stays put while the oldest records are dropped.
-    const std::vector<tvsim::InvokeRecord> records = m_simulator.invokes();
-    picture.requestCount = records.empty() ? 0 : records.back().sequence + 1;
-    picture.requestsDropped = records.empty() ? 0 : records.front().sequence;
-    const std::size_t first = records.size() > kMaxRequests ? records.size() - kMaxRequests : 0;
-    for (std::size_t index = first; index < records.size(); ++index) {
-        picture.requests.push_back(requestJson(records[index], records[index].sequence, m_start));
+    for (auto* part : {&picture.values, &picture.tables}) {
+        for (auto gone = part->begin(); gone != part->end();) {
+            if (stamps.count(gone.key()) != 0) {
+                ++gone;
+                continue;
+            }
+            if (part == &picture.values) {
+                values[gone.key()] = nullptr;
+            }
+            tablesChanged |= part == &picture.tables;
+            gone = part->erase(gone);
+        }
     }
-    picture.panel = readPanel(picture);
-    return picture;
+    picture.stamps = std::move(stamps);
+    if (!values.empty()) {
+        changes["values"] = std::move(values);
+    }
+    if (tablesChanged) {
+        changes["tables"] = picture.tables;
+    }
+    replacePart(changes, "actions", picture.actions, std::move(actions));
+    return tablesChanged;
 }
 
-json TvReader::readPanel(const TvPicture& picture) const {
+void TvReader::updateRequests(TvPicture& picture, json& changes) const {
+    const std::vector<tvsim::InvokeRecord> records = m_simulator.invokes();
+    // Keyed by their place among every invoke, which stays put while the oldest records are dropped.
+    const std::uint64_t count = records.empty() ? 0 : records.back().sequence + 1;
+    std::vector<json> shown;
+    for (std::size_t index = records.size() > kMaxRequests ? records.size() - kMaxRequests : 0; index < records.size();
+         ++index) {
+        shown.push_back(requestJson(records[index], records[index].sequence, m_start));
+    }
+    if (count < picture.requestCount) {
+        changes["requestsReset"] = true;
+        changes["requests"] = shown;
+    } else {
+        // A changed entry is one whose outcome arrived.
+        json requests = json::array();
+        const std::size_t first = picture.requests.empty() ? 0 : picture.requests.front()["index"].get<std::size_t>();
+        for (const json& entry : shown) {
+            const std::size_t index = entry["index"].get<std::size_t>();
+            const bool known = !picture.requests.empty() && index >= first && index < picture.requestCount;
+            if (!known || picture.requests[index - first] != entry) {
+                requests.push_back(entry);
+            }
+        }
+        if (!requests.empty()) {
+            changes["requests"] = std::move(requests);
+        }
+    }
+    picture.requestCount = count;
+    picture.requestsDropped = records.empty() ? 0 : records.front().sequence;
+    picture.requests = std::move(shown);
+}
+
+json TvReader::readPanel(const TvPicture& picture, bool tablesChanged) const {
     json panel = {{"noBanner", nullptr}, {"channel", nullptr}};
     if (const auto noBanner = picture.values.find(kNoBannerPath); noBanner != picture.values.end()) {
         panel["noBanner"] = (*noBanner)["value"];
@@ -189,10 +297,14 @@ json TvReader::readPanel(const TvPicture& picture) const {
     panel["playbackStatus"] = tv->playbackStatus;
     if (tv->channelIndex >= 0) {
         const tvsim::Channel& channel = tv->channel;
-        panel["channel"] = {{"number", channelNumber(picture.tables, channel.uuid)},
-                            {"name", channel.name},
-                            {"uri", channel.uri},
-                            {"uuid", channel.uuid}};
+        // Looked up in the tables again only when they changed: a channel table may be long.
+        const json shown = picture.panel.value("channel", json());
+        const bool known = !tablesChanged && shown.is_object() && shown.value("uuid", "") == channel.uuid;
+        panel["channel"] = {
+            {"number", known ? shown["number"].get<std::string>() : channelNumber(picture.tables, channel.uuid)},
+            {"name", channel.name},
+            {"uri", channel.uri},
+            {"uuid", channel.uuid}};
     }
     return panel;
 }
@@ -206,56 +318,6 @@ json wholePicture(const TvPicture& picture) {
             {"requests", picture.requests},
             {"requestCount", picture.requestCount},
             {"requestsDropped", picture.requestsDropped}};
-}
-
-json pictureChanges(const TvPicture& before, const TvPicture& after) {
-    json changes = json::object();
-    json values = json::object();
-    for (const auto& [path, value] : after.values.items()) {
-        const auto old = before.values.find(path);
-        if (old == before.values.end() || *old != value) {
-            values[path] = value;
-        }
-    }
-    for (const auto& [path, value] : before.values.items()) {
-        if (!after.values.contains(path)) {
-            values[path] = nullptr;
-        }
-    }
-    if (!values.empty()) {
-        changes["values"] = std::move(values);
-    }
-    for (const auto& [name, part] :
-         {std::pair{"panel", &TvPicture::panel}, std::pair{"actions", &TvPicture::actions},
-          std::pair{"tables", &TvPicture::tables}, std::pair{"faults", &TvPicture::faults}}) {
-        if (before.*part != after.*part) {
-            changes[name] = after.*part;
-        }
-    }
-    if (after.requestCount < before.requestCount) {
-        changes["requestsReset"] = true;
-        changes["requests"] = after.requests;
-    } else {
-        // Entries are keyed by their index among all records; a changed one is one whose outcome arrived.
-        json requests = json::array();
-        for (const json& entry : after.requests) {
-            const std::size_t index = entry["index"].get<std::size_t>();
-            const bool known =
-                !before.requests.empty() && index >= before.requests.front()["index"] && index < before.requestCount;
-            if (!known || before.requests[index - before.requests.front()["index"].get<std::size_t>()] != entry) {
-                requests.push_back(entry);
-            }
-        }
-        if (!requests.empty()) {
-            changes["requests"] = std::move(requests);
-        }
-    }
-    if (changes.empty()) {
-        return nullptr;
-    }
-    changes["requestCount"] = after.requestCount;
-    changes["requestsDropped"] = after.requestsDropped;
-    return changes;
 }
 
 std::string jsonText(const json& json) {

@@ -9,8 +9,11 @@
 namespace tvsimd {
 
 DashboardSampler::DashboardSampler(const TvReader& reader, ChangeFeed& feed, std::chrono::milliseconds period)
-    : m_reader(reader), m_feed(feed), m_period(period), m_last(reader.read()) {
-    m_feed.start(jsonText(wholePicture(m_last)));
+    : m_reader(reader), m_feed(feed), m_period(period) {
+    {
+        velmora::base::UniqueLock lock(&m_pictureMutex);
+        m_reader.update(m_last);
+    }
     m_thread = std::thread([this] { run(); });
 }
 
@@ -38,17 +41,25 @@ void DashboardSampler::run() {
             }
         }
         try {
-            TvPicture picture = m_reader.read();
-            const nlohmann::json changes = pictureChanges(m_last, picture);
+            velmora::base::UniqueLock lock(&m_pictureMutex);
+            const nlohmann::json changes = m_reader.update(m_last);
             if (!changes.is_null()) {
-                m_feed.publish(jsonText(wholePicture(picture)), jsonText(changes));
+                m_feed.publish(jsonText(changes));
+                m_text.reset();
             }
-            m_last = std::move(picture);
         } catch (const std::exception& error) {
             // A failed sample leaves the page as it was; the next one tries again.
             logLine(kLogError, std::string("dashboard: cannot read the TV: ") + error.what());
         }
     }
+}
+
+std::pair<std::uint64_t, std::string> DashboardSampler::picture() const {
+    velmora::base::UniqueLock lock(&m_pictureMutex);
+    if (!m_text) {
+        m_text.emplace(m_feed.lastSequence(), jsonText(wholePicture(m_last)));
+    }
+    return *m_text;
 }
 
 }  // namespace tvsimd

@@ -1,8 +1,10 @@
-// The dashboard's sampling thread: reads the TV every period, and publishes
-// the picture and what changed to the feed. Sampling (rather than observing
-// each path) leaves the simulator's connections and records exactly as
-// clients made them; a value changed and changed back within one period is
-// not seen. Started and stopped by the thread that owns it.
+// The dashboard's sampling thread: brings its picture of the TV up to date
+// every period and publishes what changed to the feed. A sample costs what
+// changed, not the TV's size: nothing is read while the simulator's
+// generation stands still, and only the objects whose stamps moved are read
+// again. Sampling (rather than observing each path) leaves the simulator's
+// connections and records exactly as clients made them. Started and stopped
+// by the thread that owns it; picture() may be called from any thread.
 #pragma once
 
 #include "feed.h"
@@ -13,7 +15,11 @@
 #include <base/thread_annotations.h>
 
 #include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
 #include <thread>
+#include <utility>
 
 namespace tvsimd {
 
@@ -27,13 +33,19 @@ public:
     DashboardSampler(const DashboardSampler&) = delete;
     DashboardSampler& operator=(const DashboardSampler&) = delete;
 
+    // The whole picture as JSON, and the sequence number of the feed's last change in it. Made when a page
+    // asks for it (and kept until the next change), so that changes cost no more than their own size.
+    std::pair<std::uint64_t, std::string> picture() const SYSACCESS_EXCLUDES(m_pictureMutex);
+
 private:
     void run();  // the sampling thread
 
     const TvReader& m_reader;
     ChangeFeed& m_feed;
     const std::chrono::milliseconds m_period;
-    TvPicture m_last;  // sampling thread only, after the constructor
+    mutable velmora::base::Mutex m_pictureMutex;  // taken before the feed's
+    TvPicture m_last SYSACCESS_GUARDED_BY(m_pictureMutex);
+    mutable std::optional<std::pair<std::uint64_t, std::string>> m_text SYSACCESS_GUARDED_BY(m_pictureMutex);
     velmora::base::Mutex m_mutex;
     velmora::base::ConditionVariable m_wake;
     bool m_stopping SYSACCESS_GUARDED_BY(m_mutex) = false;

@@ -14,6 +14,7 @@
 #include <lomodelapi/object_type_spec.h>
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -63,6 +64,12 @@ struct ModelEntry {
     lomodelapi::ObjectTypeSpec type;
 };
 
+// A model object and the generation() that added it or last changed its value or rows.
+struct StampedEntry {
+    ModelEntry entry;
+    std::uint64_t changedAt;
+};
+
 class ModelControl {
 public:
     // ---- Creating objects ----
@@ -80,6 +87,13 @@ public:
     bool has(const std::string& path) const;
     std::vector<ModelEntry> list(const std::string& prefix = "") const;  // sorted by path
     lomodelapi::ObjectTypeSpec typeAt(const std::string& path) const;
+
+    // ---- Following changes without reading everything ----
+    // Grows with every change of what the simulator holds or records: objects, values, rows, responders, faults
+    // (the process framework's too) and call records. A reader that saw the same number has nothing new to read.
+    std::uint64_t generation() const;
+    // list() of every object, each with its stamp: a reader re-reads only the objects whose stamp moved.
+    std::vector<StampedEntry> stampedList() const;
 
     // ---- Platform-originated changes, notified to every connected observer ----
     void setInteger(const std::string& path, int value);

@@ -158,6 +158,11 @@ function valueText(value) {
   return typeof value === 'string' ? value : JSON.stringify(value);
 }
 
+// A value longer than tvsimd sends comes cut: the start of its text, and its whole length in bytes.
+function shownText(entry) {
+  return entry.cut === undefined ? valueText(entry.value) : `${entry.value}… (cut: ${entry.cut} bytes)`;
+}
+
 function gettersCanFail(type) {
   return type === 'string' || type.endsWith('-vector');
 }
@@ -205,12 +210,13 @@ function drawGroup(node, prefix, parent, open, openAll) {
 }
 
 function leaf(path) {
-  const {type, value} = state.values.get(path);
+  const entry = state.values.get(path);
+  const type = entry.type;
   const row = element('div', 'leaf');
   row.dataset.path = path;
   row.appendChild(element('span', 'name', path.slice(path.lastIndexOf('.') + 1)));
   row.appendChild(element('span', 'type', type));
-  const cell = element('span', 'value', valueText(value));
+  const cell = element('span', 'value', shownText(entry));
   row.appendChild(cell);
   valueCells.set(path, cell);
   const faults = state.faults.paths[path] || {};
@@ -230,8 +236,10 @@ function leaf(path) {
     row.appendChild(element('span'));
   }
   row.addEventListener('click', () => {
+    const shown = state.values.get(path);
     $('set-path').value = path;
-    $('set-value').value = valueText(state.values.get(path).value);
+    $('set-value').value = shown.cut === undefined ? valueText(shown.value) : '';
+    showMessage(shown.cut === undefined ? '' : `${path} is too long for the page to copy; it shows its start`);
     $('set-value').focus();
   });
   return row;
@@ -239,7 +247,7 @@ function leaf(path) {
 
 function drawValue(path, highlight) {
   const cell = valueCells.get(path);
-  if (cell) setText(cell, valueText(state.values.get(path).value), highlight);
+  if (cell) setText(cell, shownText(state.values.get(path)), highlight);
 }
 
 function argumentsText(list) {
