@@ -4,8 +4,8 @@
 #include "tables.h"
 
 #include <tvsim/control_error.h>
-#include <tvsim/reported_type_observer.h>
 #include <tvsim/input_limits.h>
+#include <tvsim/reported_type_observer.h>
 
 #include <algorithm>
 

@@ -177,7 +177,8 @@ void Clients::dropClient(const std::string& client) {
     for (const std::uint64_t id : ids) {
         auto connection = m_connections.find(id);
         destroyIteratorsOf(*connection->second);
-        m_root.disconnect(connection->second->modelPath, connection->second->observer.get(), connection->second->object);
+        m_root.disconnect(connection->second->modelPath, connection->second->observer.get(),
+                          connection->second->object);
         m_connections.erase(connection);
     }
 }
