@@ -207,7 +207,8 @@ SourceReport runSourceOperation(Session& session, const std::string& name, const
     }
     Access* service = Access::getInstance();
     service->setResultTimeout(session.timeoutMs());
-    const std::size_t invokesBefore = session.tv().invokes().size();
+    // Counted with the dropped ones: at the service's record limit the list keeps its length while it moves on.
+    const std::uint64_t invokesBefore = session.tv().droppedRecords().invokes + session.tv().invokes().size();
 
     SourceReport report;
     report.call = callText(*operation, arguments);
@@ -215,7 +216,9 @@ SourceReport runSourceOperation(Session& session, const std::string& name, const
     report.ok = report.result.is_boolean() ? report.result.get<bool>() : report.result.get<int>() == 0;
     try {
         const std::vector<tvsim::InvokeRecord> invokes = session.tv().invokes();
-        for (std::size_t index = invokesBefore; index < invokes.size(); ++index) {
+        const std::uint64_t droppedSince = session.tv().droppedRecords().invokes;
+        for (std::size_t index = invokesBefore > droppedSince ? invokesBefore - droppedSince : 0;
+             index < invokes.size(); ++index) {
             if (invokes[index].path == tvsim::kSourceSwitchPath) {
                 report.sent.push_back(invokes[index].arguments);
             }
