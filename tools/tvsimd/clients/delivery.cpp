@@ -81,12 +81,6 @@ Delivery::Window& Delivery::windowOf(const std::string& client) {
 void Delivery::room(const Window& window, std::uint64_t& messages, std::uint64_t& bytes) const {
     const std::uint64_t unreadMessages = window.sentMessages - window.readMessages;
     const std::uint64_t unreadBytes = window.sentBytes - window.readBytes;
-    if (unreadMessages == 0) {
-        // One message always goes, however big.
-        messages = kWindowMessages;
-        bytes = kWindowBytes;
-        return;
-    }
     const bool full = unreadMessages >= kWindowMessages || unreadBytes >= kWindowBytes;
     messages = full ? 0 : kWindowMessages - unreadMessages;
     bytes = full ? 0 : kWindowBytes - unreadBytes;
