@@ -12,8 +12,8 @@ constexpr unsigned kLogTrace = 5000;
 
 void setLogThreshold(unsigned level);
 bool logEnabled(unsigned level);
-// "tvsimd: <text>"; a value that may be long (a client's path) is cut first, as
-// the library's log lines cut it (base/log_text.h).
+// "tvsimd: <text>". A caller puts a value that may be long (a client's path)
+// through base/log_text.h first, as the library's log lines do.
 void logLine(unsigned level, const std::string& text);
 
 }  // namespace tvsimd

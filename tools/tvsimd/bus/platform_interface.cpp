@@ -45,8 +45,10 @@ int connect(sd_bus_message* call, void* userdata, sd_bus_error* error) {
         const std::string objectPath = objectPathOf(path);
         const ClientConnection* made = nullptr;
         const int status = parts.clients.connect(client, path, objectPath, realType, made);
-        logLine(kLogTrace, client + " connect " + velmora::base::blog::LoggedText(path.c_str()).c_str() + ": " +
-                               std::to_string(status));
+        if (logEnabled(kLogTrace)) {
+            logLine(kLogTrace, client + " connect " + velmora::base::blog::LoggedText(path.c_str()).c_str() + ": " +
+                                   std::to_string(status));
+        }
         const std::uint64_t id = made != nullptr ? made->id : 0;
         const std::string object = made != nullptr ? objectPath : "/";
         lomodelapi::ObjectTypeSpec type = lomodelapi::OBJECT_TYPE_NONE;
