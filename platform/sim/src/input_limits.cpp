@@ -19,18 +19,18 @@ void require(std::size_t size, std::size_t bound, const std::string& what) {
     }
 }
 
-std::size_t sizeOfStrings(const std::vector<std::string>& texts) {
+}  // namespace
+
+std::size_t sizeOf(const std::string& text) {
+    return text.size() + kStringExtra;
+}
+
+std::size_t sizeOf(const std::vector<std::string>& texts) {
     std::size_t size = 0;
     for (const std::string& text : texts) {
         size += sizeOf(text);
     }
     return size;
-}
-
-}  // namespace
-
-std::size_t sizeOf(const std::string& text) {
-    return text.size() + kStringExtra;
 }
 
 std::size_t sizeOf(const ModelValue& value) {
@@ -46,7 +46,7 @@ std::size_t sizeOf(const ModelValue& value) {
         case ValueType::STRING_VECTOR:
             break;
     }
-    return sizeOfStrings(std::get<std::vector<std::string>>(value));
+    return sizeOf(std::get<std::vector<std::string>>(value));
 }
 
 std::size_t sizeOf(const std::vector<lomodelapi::Argument>& arguments) {
@@ -60,7 +60,7 @@ std::size_t sizeOf(const std::vector<lomodelapi::Argument>& arguments) {
 std::size_t sizeOf(const std::vector<std::vector<std::string>>& rows) {
     std::size_t size = 0;
     for (const std::vector<std::string>& row : rows) {
-        size += kStringExtra + sizeOfStrings(row);
+        size += kStringExtra + sizeOf(row);
     }
     return size;
 }

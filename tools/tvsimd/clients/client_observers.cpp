@@ -6,12 +6,11 @@
 #include "value_codec.h"
 
 #include <tvsim/call_records.h>
+#include <tvsim/input_limits.h>
 #include <tvsim/reported_type_observer.h>
 
 #include <cstddef>
-#include <type_traits>
 #include <utility>
-#include <variant>
 #include <vector>
 
 namespace tvsimd {
@@ -20,33 +19,6 @@ using namespace tvsim::bus;  // the service's names, errors and message codec
 namespace {
 
 using Target = std::shared_ptr<const SignalTarget>;
-
-std::size_t payloadOf(const std::string& text) {
-    return text.size() + sizeof(std::uint64_t);  // its length, its end and its alignment
-}
-
-std::size_t payloadOf(const std::vector<std::string>& texts) {
-    std::size_t bytes = sizeof(std::uint64_t);
-    for (const std::string& text : texts) {
-        bytes += payloadOf(text);
-    }
-    return bytes;
-}
-
-std::size_t payloadOf(const tvsim::ModelValue& value) {
-    return std::visit(
-        [](const auto& held) -> std::size_t {
-            using Held = std::decay_t<decltype(held)>;
-            if constexpr (std::is_same_v<Held, std::string> || std::is_same_v<Held, std::vector<std::string>>) {
-                return payloadOf(held);
-            } else if constexpr (std::is_same_v<Held, std::vector<int>>) {
-                return sizeof(std::uint64_t) + held.size() * sizeof(int);
-            } else {
-                return sizeof(std::uint64_t);
-            }
-        },
-        value);
-}
 
 // Posts interface.member with the connection id followed by what append adds,
 // counted as payloadBytes against the client's bounds. Runs on the callback
@@ -68,7 +40,7 @@ void post(const Target& target, const char* interface, const char* member, bool 
 }
 
 void postValue(const Target& target, tvsim::ModelValue value) {
-    const std::size_t bytes = payloadOf(value);
+    const std::size_t bytes = tvsim::sizeOf(value);
     post(target, kValueInterface, "Changed", true, bytes,
          [value = std::move(value)](sd_bus_message* signal) { appendValueVariant(signal, value); });
 }
@@ -144,10 +116,7 @@ public:
     using ConnectionObserver::ConnectionObserver;
 
     void notifyResult(unsigned int actionId, const std::vector<lomodelapi::Argument>& results) override {
-        std::size_t bytes = 2 * sizeof(std::uint64_t);
-        for (const lomodelapi::Argument& result : results) {
-            bytes += sizeof(std::uint64_t) + payloadOf(result.value);
-        }
+        const std::size_t bytes = 2 * sizeof(std::uint64_t) + tvsim::sizeOf(results);
         post(target(), kActionInterface, "Result", true, bytes, [actionId, results](sd_bus_message* signal) {
             const std::uint32_t id = actionId;
             check(sd_bus_message_append_basic(signal, 'u', &id), "append action id");
@@ -183,7 +152,7 @@ public:
     void notifyUpdate(int change) override { event("Update", change); }
 
     void notifyReadRow(const std::vector<std::string>& row) override {
-        post(target(), kIteratorInterface, "ReadRow", false, payloadOf(row),
+        post(target(), kIteratorInterface, "ReadRow", false, tvsim::sizeOf(row),
              [row](sd_bus_message* signal) { appendValue(signal, row); });
     }
 
@@ -193,7 +162,7 @@ public:
         std::size_t bytes = sizeof(std::uint64_t);
         for (const auto* row : rows) {
             copies.push_back(row != nullptr ? *row : std::vector<std::string>());
-            bytes += payloadOf(copies.back());
+            bytes += tvsim::sizeOf(copies.back());
         }
         post(target(), kIteratorInterface, "ReadRowChunk", false, bytes,
              [copies = std::move(copies)](sd_bus_message* signal) { appendRows(signal, copies); });

@@ -31,6 +31,7 @@ constexpr std::size_t kMaxRequestBytes = 4096;                        // an invo
 constexpr std::size_t kMaxReplyOutcomesBytes = std::size_t{1} << 20;  // a reply's results times its copies
 
 std::size_t sizeOf(const std::string& text);
+std::size_t sizeOf(const std::vector<std::string>& texts);
 std::size_t sizeOf(const ModelValue& value);
 std::size_t sizeOf(const std::vector<lomodelapi::Argument>& arguments);
 std::size_t sizeOf(const std::vector<std::vector<std::string>>& rows);
