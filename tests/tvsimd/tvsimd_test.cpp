@@ -439,6 +439,16 @@ TEST(TvsimdLimits, ARecordsReplyBeyondOneMessageIsAnError) {
     EXPECT_EQ(tv.value(kVolume), ModelValue(12)) << "the daemon stopped serving";
 }
 
+// Records.Wait keeps at most 64 calls in progress and refuses one more at once: waits hold up no other call.
+TEST_F(TvsimdTest, RecordWaitsAreBoundedAndHoldUpNoCall) {
+    control.sendAll(64, kControlPath, kRecords, "Wait", [](sd_bus_message* wait) {
+        sd_bus_message_append(wait, "ssa(iss)u", "connect", kVolume, 0, 20000U);
+    });
+    EXPECT_FALSE(Message(control.call(kControlPath, kRecords, "Wait", "ssa(iss)u", "connect", kVolume, 0, 20000U)));
+    EXPECT_EQ(control.errorName(), "org.freedesktop.DBus.Error.LimitsExceeded");
+    EXPECT_EQ(tv.value(kVolume), ModelValue(12));
+}
+
 // A daemon whose bus went away ends with status 1 instead of serving nobody.
 TEST(TvsimdLostBus, EndsWithStatusOne) {
     PrivateDbusDaemon bus;

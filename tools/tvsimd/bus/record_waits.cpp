@@ -33,7 +33,6 @@ int RecordWaits::start(sd_bus_message* call, const tvsim::RecordPattern& pattern
         throw BusError(SD_BUS_ERROR_LIMITS_EXCEEDED,
                        "The service holds " + std::to_string(kMaxRecordWaits) + " waits on records already.");
     }
-    m_seen = m_simulator.generation();
     auto wait = m_waits.insert(m_waits.end(), Wait{sd_bus_message_ref(call), pattern, senderOf(call)});
     const auto usec = static_cast<std::uint64_t>(std::chrono::microseconds(timeout).count());
     // Within a millisecond: 0 would leave sd-event its default accuracy of 250 ms.
