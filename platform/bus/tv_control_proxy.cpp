@@ -31,6 +31,36 @@ bool isServiceAbsent(int result, const sd_bus_error& error) {
                                   SD_BUS_ERROR_DISCONNECTED);
 }
 
+std::vector<tvsim::ClientConnect> readConnects(sd_bus_message* reply) {
+    std::vector<tvsim::ClientConnect> records;
+    check(sd_bus_message_enter_container(reply, 'a', "(ssib)"), "read connects");
+    const char* path = nullptr;
+    const char* client = nullptr;
+    int status = 0;
+    int object = 0;
+    while (check(sd_bus_message_read(reply, "(ssib)", &path, &client, &status, &object), "read connect") > 0) {
+        records.push_back({path, client, status, object != 0});
+    }
+    check(sd_bus_message_exit_container(reply), "read connects");
+    return records;
+}
+
+std::vector<tvsim::InvokeRecord> readInvokes(sd_bus_message* reply) {
+    std::vector<tvsim::InvokeRecord> records;
+    check(sd_bus_message_enter_container(reply, 'a', "(suia(nnns))"), "read invokes");
+    while (check(sd_bus_message_enter_container(reply, 'r', "suia(nnns)"), "read invoke") > 0) {
+        const char* path = nullptr;
+        tvsim::InvokeRecord record{};
+        check(sd_bus_message_read(reply, "sui", &path, &record.actionId, &record.status), "read invoke");
+        record.path = path;
+        record.arguments = readArguments(reply);
+        check(sd_bus_message_exit_container(reply), "read invoke");
+        records.push_back(std::move(record));
+    }
+    check(sd_bus_message_exit_container(reply), "read invokes");
+    return records;
+}
+
 }  // namespace
 
 TvControlProxy::TvControlProxy(const std::string& address, std::chrono::milliseconds timeout)
@@ -46,14 +76,15 @@ TvControlProxy::TvControlProxy(const std::string& address, std::chrono::millisec
     }
 }
 
-Message TvControlProxy::call(const char* interface, const char* member, const Append& append) {
+Message TvControlProxy::call(const char* interface, const char* member, const Append& append,
+                             std::chrono::milliseconds longer) {
     sd_bus_message* raw = nullptr;
     check(sd_bus_message_new_method_call(m_bus.get(), &raw, kServiceName, kControlPath, interface, member), "new call");
     Message request(raw);
     append(raw);
     sd_bus_error error = SD_BUS_ERROR_NULL;
     sd_bus_message* reply = nullptr;
-    const auto timeoutUs = static_cast<std::uint64_t>(m_timeout.count()) * 1000;
+    const auto timeoutUs = static_cast<std::uint64_t>((m_timeout + longer).count()) * 1000;
     const int result = sd_bus_call(m_bus.get(), raw, timeoutUs, &error, &reply);
     if (result < 0) {
         const std::string text = error.message != nullptr ? error.message : std::generic_category().message(-result);
@@ -255,32 +286,12 @@ std::optional<tvsim::SourceSwitchState> TvControlProxy::sourceSwitch(const std::
 
 std::vector<tvsim::ClientConnect> TvControlProxy::connects() {
     Message reply = callWith(kRecordsInterface, "Connects", "");
-    std::vector<tvsim::ClientConnect> records;
-    check(sd_bus_message_enter_container(reply.get(), 'a', "(ssib)"), "read connects");
-    const char* path = nullptr;
-    const char* client = nullptr;
-    int status = 0;
-    int object = 0;
-    while (check(sd_bus_message_read(reply.get(), "(ssib)", &path, &client, &status, &object), "read connect") > 0) {
-        records.push_back({path, client, status, object != 0});
-    }
-    return records;
+    return readConnects(reply.get());
 }
 
 std::vector<tvsim::InvokeRecord> TvControlProxy::invokes() {
     Message reply = callWith(kRecordsInterface, "Invokes", "");
-    std::vector<tvsim::InvokeRecord> records;
-    check(sd_bus_message_enter_container(reply.get(), 'a', "(suia(nnns))"), "read invokes");
-    while (check(sd_bus_message_enter_container(reply.get(), 'r', "suia(nnns)"), "read invoke") > 0) {
-        const char* path = nullptr;
-        tvsim::InvokeRecord record{};
-        check(sd_bus_message_read(reply.get(), "sui", &path, &record.actionId, &record.status), "read invoke");
-        record.path = path;
-        record.arguments = readArguments(reply.get());
-        check(sd_bus_message_exit_container(reply.get()), "read invoke");
-        records.push_back(std::move(record));
-    }
-    return records;
+    return readInvokes(reply.get());
 }
 
 tvsim::DroppedRecords TvControlProxy::droppedRecords() {
@@ -294,6 +305,39 @@ tvsim::DroppedRecords TvControlProxy::droppedRecords() {
 
 void TvControlProxy::clearRecords() {
     callWith(kRecordsInterface, "Clear", "");
+}
+
+tvsim::RecordWait TvControlProxy::waitForRecord(const tvsim::RecordPattern& pattern,
+                                                std::chrono::milliseconds timeout) {
+    checkWait(pattern, timeout);
+    Message reply = call(
+        kRecordsInterface, "Wait",
+        [&](sd_bus_message* message) {
+            check(sd_bus_message_append(message, "ss", recordKindName(pattern.kind), pattern.path.c_str()),
+                  "append pattern");
+            check(sd_bus_message_open_container(message, 'a', "(iss)"), "open matchers");
+            for (const tvsim::ArgumentMatcher& matcher : pattern.arguments) {
+                check(sd_bus_message_append(message, "(iss)", matcher.position, argumentMatcherName(matcher.kind),
+                                            matcher.text.c_str()),
+                      "append matcher");
+            }
+            check(sd_bus_message_close_container(message), "close matchers");
+            check(sd_bus_message_append(message, "u", static_cast<std::uint32_t>(timeout.count())), "append timeout");
+        },
+        timeout);
+    tvsim::RecordWait wait;
+    int found = 0;
+    check(sd_bus_message_read(reply.get(), "b", &found), "read found");
+    wait.found = found != 0;
+    wait.connects = readConnects(reply.get());
+    wait.invokes = readInvokes(reply.get());
+    check(sd_bus_message_enter_container(reply.get(), 'a', "s"), "read reasons");
+    const char* reason = nullptr;
+    while (check(sd_bus_message_read(reply.get(), "s", &reason), "read reason") > 0) {
+        wait.reasons.emplace_back(reason);
+    }
+    check(sd_bus_message_exit_container(reply.get()), "read reasons");
+    return wait;
 }
 
 }  // namespace tvsim::bus

@@ -61,12 +61,16 @@ public:
     std::vector<tvsim::InvokeRecord> invokes() override;
     tvsim::DroppedRecords droppedRecords() override;
     void clearRecords() override;
+    // One Records.Wait call, given the wait's timeout on top of the proxy's own to answer.
+    tvsim::RecordWait waitForRecord(const tvsim::RecordPattern& pattern, std::chrono::milliseconds timeout) override;
 
 private:
     using Append = std::function<void(sd_bus_message*)>;
 
-    // Calls the member on the control object; append writes its arguments.
-    Message call(const char* interface, const char* member, const Append& append);
+    // Calls the member on the control object; append writes its arguments. The reply may take `longer`
+    // on top of the proxy's timeout.
+    Message call(const char* interface, const char* member, const Append& append,
+                 std::chrono::milliseconds longer = std::chrono::milliseconds(0));
     template <typename... Arguments>
     Message callWith(const char* interface, const char* member, const char* types, Arguments... arguments);
     // The same with a model path first.

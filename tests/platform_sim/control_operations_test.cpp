@@ -1,9 +1,13 @@
 // Control operations of the simulator that the library never calls: the
-// iterator's own reading operations and the registration of the root
-// interface. Listing and the control API's checks are exercised through sactl.
+// iterator's own reading operations, the registration of the root
+// interface and waits on records. Listing and the control API's checks are exercised through sactl.
 #include "recording_observers.h"
 
+#include <tvsim/local_tv_control.h>
+
 #include <gtest/gtest.h>
+
+#include <thread>
 
 namespace {
 
@@ -64,6 +68,47 @@ TEST(ControlOperationsTest, RootIsRegisteredWhileASimulatorLivesAndFaultsDoNotOu
     EXPECT_EQ(nullptr, lookUpRoot());
     tvsim::Simulator sim;
     EXPECT_NE(nullptr, lookUpRoot());
+}
+
+// A wait answers the first record its pattern matches, or why the closest did not match; it wakes when the
+// record comes, well before its time-out.
+TEST(ControlOperationsTest, RecordWaitsMatchByPositionAndTellWhyTheClosestDidNot) {
+    using Kind = tvsim::ArgumentMatcher::Kind;
+    tvsim::Simulator sim;
+    sim.addAction("test.action", [](unsigned int, const auto&) { return tvsim::Reply(); });
+    tvsim::LocalTvControl control(sim);
+    simtest::ActionObserver observer;
+    auto* action = connect<ActionObject>("test.action", &observer);
+    const auto started = std::chrono::steady_clock::now();
+    std::thread client([action] {
+        unsigned int id = 0;
+        action->invoke(id, {{0, 0, 0, "x"}, {0, 2, 0, "dvb://1.1.5"}});
+    });
+    const tvsim::RecordPattern awaited{tvsim::RecordPattern::Kind::Invoke, "test.action", {{2, Kind::Regex, "dvb:.*"}}};
+    EXPECT_TRUE(control.waitForRecord(awaited, tvsim::RECORD_WAIT_LIMIT).found);
+    EXPECT_LT(std::chrono::steady_clock::now() - started, tvsim::RECORD_WAIT_LIMIT / 2);
+    client.join();
+
+    const std::vector<std::pair<std::vector<tvsim::ArgumentMatcher>, std::string>> cases = {
+        {{{2, Kind::Exact, "dvb://1.1.5"}, {0, Kind::Any, ""}}, ""},
+        {{{2, Kind::Exact, "dvb://1.1.4"}}, "position 2: 'dvb://1.1.5' is not 'dvb://1.1.4'"},
+        {{{2, Kind::Regex, "dvb://1"}}, "position 2: 'dvb://1.1.5' does not match /dvb://1/"},
+        {{{3, Kind::Any, ""}}, "no argument at position 3"},
+    };
+    for (const auto& [matchers, why] : cases) {
+        const tvsim::RecordWait wait = control.waitForRecord(
+            {tvsim::RecordPattern::Kind::Invoke, "test.action", matchers}, std::chrono::milliseconds(0));
+        EXPECT_EQ(why, wait.found ? "" : wait.reasons.at(0)) << why;
+        EXPECT_EQ(1u, wait.invokes.size());
+    }
+    EXPECT_EQ("another path",
+              control.findRecord({tvsim::RecordPattern::Kind::Connect, "other.action", {}}).reasons.at(0));
+    EXPECT_THROW(control.waitForRecord(awaited, tvsim::RECORD_WAIT_LIMIT + std::chrono::milliseconds(1)),
+                 tvsim::ControlError);
+    EXPECT_THROW(control.waitForRecord({tvsim::RecordPattern::Kind::Invoke, "test.action", {{0, Kind::Regex, "("}}},
+                                       std::chrono::milliseconds(0)),
+                 tvsim::ControlError);
+    lookUpRoot()->disconnect("test.action", &observer, action);
 }
 
 }  // namespace

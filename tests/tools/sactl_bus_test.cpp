@@ -96,6 +96,27 @@ TEST_F(SactlBusTest, RespondersAndRecordsRoundTrip) {
               std::string(kSwitch) + " answers as its model says\n");
 }
 
+// records wait answers once the client's invoke comes, while the service answers other calls; one that times
+// out prints the closest record with why it did not match, and fails.
+TEST_F(SactlBusTest, RecordsWaitAnswersOnArrivalOrTellsTheClosestAtItsTimeout) {
+    tvsimd_test::ChildProcess waiter(
+        {SACTL_PATH, "--bus=" + bus.address(), "records", "wait", "invoke", kSwitch, "2~hb.*", "--timeout", "20000"});
+    EXPECT_EQ(sactl("records").out, "");
+    BusClient client(bus.address());
+    const std::uint64_t id = client.connect(kSwitch);
+    ASSERT_TRUE(
+        Message(client.call(kSwitchObject, "io.sysaccess.TvSim.Action", "Invoke", "ta(nnns)", id, 1, 0, 2, 0, "hbbtv")))
+        << client.errorMessage();
+    EXPECT_THAT(waiter.readLine(), ::testing::StartsWith("invoke " + std::string(kSwitch) + " status=0 id=1 [2]="));
+    EXPECT_EQ(0, waiter.waitForExit());
+
+    const testsupport::ProcessRun missed = runSactl("--bus=" + testsupport::shellQuoted(bus.address()) +
+                                                    " records wait invoke " + kSwitch + " 2=dvb --timeout 100");
+    EXPECT_EQ(1, missed.exitCode);
+    EXPECT_THAT(missed.out, ::testing::EndsWith(": position 2: 'hbbtv' is not 'dvb'\n"));
+    EXPECT_EQ(missed.err, "sactl: no invoke of " + std::string(kSwitch) + " matched within 100 ms\n");
+}
+
 // sactl processes and one TV: a watcher sees the set made by another process
 // and its own, pauseAV reports the service's source-switch state, and a table
 // reads through an iterator of the service as it does in process.

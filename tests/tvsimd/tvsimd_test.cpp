@@ -439,6 +439,31 @@ TEST(TvsimdLimits, ARecordsReplyBeyondOneMessageIsAnError) {
     EXPECT_EQ(tv.value(kVolume), ModelValue(12)) << "the daemon stopped serving";
 }
 
+// Records.Wait keeps at most 64 calls in progress and refuses one more at once: waits hold up no other call.
+// A client's waits end when it leaves the bus.
+TEST_F(TvsimdTest, RecordWaitsAreBoundedHoldUpNoCallAndEndWithTheirClient) {
+    const tvsim::RecordPattern nowhere{tvsim::RecordPattern::Kind::Connect, kVolume, {}};
+    std::string leftName;
+    {
+        BusClient leaving(bus.address());
+        leftName = leaving.uniqueName();
+        leaving.sendAll(64, kControlPath, kRecords, "Wait", [](sd_bus_message* wait) {
+            sd_bus_message_append(wait, "ssa(iss)u", "connect", kVolume, 0, 20000U);
+        });
+        EXPECT_FALSE(Message(leaving.call(kControlPath, kRecords, "Wait", "ssa(iss)u", "connect", kVolume, 0, 20000U)));
+        EXPECT_EQ(leaving.errorName(), "org.freedesktop.DBus.Error.LimitsExceeded");
+        EXPECT_EQ(tv.value(kVolume), ModelValue(12));
+    }
+    // Once the bus driver no longer knows the name, it has told the service, before any later call.
+    for (int attempt = 0;
+         attempt < 1000 &&
+         sd_bus_call_method(control.bus(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                            "GetNameOwner", nullptr, nullptr, "s", leftName.c_str()) >= 0;
+         ++attempt) {
+    }
+    EXPECT_FALSE(tv.waitForRecord(nowhere, milliseconds(1)).found);
+}
+
 // A daemon whose bus went away ends with status 1 instead of serving nobody.
 TEST(TvsimdLostBus, EndsWithStatusOne) {
     PrivateDbusDaemon bus;

@@ -9,9 +9,10 @@ CLI::App* Commands::add(CLI::App& parent, const std::string& name, const std::st
 }
 
 void Commands::runChosen(Session& session) const {
-    for (const auto& command : m_commands) {
-        if (command.first->parsed()) {
-            command.second(session);
+    // A subcommand is added after its parent: the last one parsed is the one the line chose.
+    for (auto command = m_commands.rbegin(); command != m_commands.rend(); ++command) {
+        if (command->first->parsed()) {
+            command->second(session);
             return;
         }
     }

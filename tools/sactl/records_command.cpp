@@ -1,10 +1,42 @@
 // records: what clients asked of the TV, connects and invokes in the order they arrived,
-// after how many of each the TV dropped to keep within its records' limit.
+// after how many of each the TV dropped to keep within its records' limit; records wait:
+// until a client makes a connect or an invoke that matches.
 #include "actions.h"
 #include "commands.h"
 
+#include <tvsim/record_pattern.h>
+
+#include <chrono>
+#include <memory>
+
 namespace sactl {
 namespace {
+
+void printConnect(Session& session, const tvsim::ClientConnect& connect, const std::string& why = "") {
+    session.out().result("connect " + connect.path + " status=" + std::to_string(connect.status) +
+                             (connect.object ? " object" : " no-object") +
+                             (connect.client.empty() ? "" : " client=" + connect.client) +
+                             (why.empty() ? "" : ": " + why),
+                         {{"record", "connect"},
+                          {"path", connect.path},
+                          {"client", connect.client},
+                          {"status", connect.status},
+                          {"object", connect.object},
+                          {"mismatch", why}});
+}
+
+void printInvoke(Session& session, const tvsim::InvokeRecord& invoke, const std::string& why = "") {
+    session.out().result("invoke " + invoke.path + " status=" + std::to_string(invoke.status) +
+                             " id=" + std::to_string(invoke.actionId) +
+                             (invoke.arguments.empty() ? "" : " " + formatArguments(invoke.arguments)) +
+                             (why.empty() ? "" : ": " + why),
+                         {{"record", "invoke"},
+                          {"path", invoke.path},
+                          {"status", invoke.status},
+                          {"id", invoke.actionId},
+                          {"arguments", argumentsToJson(invoke.arguments)},
+                          {"mismatch", why}});
+}
 
 void printRecords(Session& session, bool clear) {
     // The service keeps the newest records only; what went before them comes first.
@@ -15,27 +47,55 @@ void printRecords(Session& session, bool clear) {
             {{"record", "dropped"}, {"connects", dropped.connects}, {"invokes", dropped.invokes}});
     }
     for (const tvsim::ClientConnect& connect : session.tv().connects()) {
-        session.out().result("connect " + connect.path + " status=" + std::to_string(connect.status) +
-                                 (connect.object ? " object" : " no-object") +
-                                 (connect.client.empty() ? "" : " client=" + connect.client),
-                             {{"record", "connect"},
-                              {"path", connect.path},
-                              {"client", connect.client},
-                              {"status", connect.status},
-                              {"object", connect.object}});
+        printConnect(session, connect);
     }
     for (const tvsim::InvokeRecord& invoke : session.tv().invokes()) {
-        session.out().result("invoke " + invoke.path + " status=" + std::to_string(invoke.status) +
-                                 " id=" + std::to_string(invoke.actionId) +
-                                 (invoke.arguments.empty() ? "" : " " + formatArguments(invoke.arguments)),
-                             {{"record", "invoke"},
-                              {"path", invoke.path},
-                              {"status", invoke.status},
-                              {"id", invoke.actionId},
-                              {"arguments", argumentsToJson(invoke.arguments)}});
+        printInvoke(session, invoke);
     }
     if (clear) {
         session.tv().clearRecords();
+    }
+}
+
+// POS=VALUE, POS=* (any value) or POS~REGEX.
+tvsim::ArgumentMatcher parseMatcher(const std::string& text) {
+    const std::size_t mark = text.find_first_of("=~");
+    std::int8_t position = 0;
+    if (mark == std::string::npos || !tvsim::parseArgumentPosition(text.substr(0, mark), position)) {
+        throw CommandError("'" + text + "' is not POS=VALUE, POS=* or POS~REGEX (POS from 0 to " +
+                           std::to_string(tvsim::kMaxArgumentPosition) + ")");
+    }
+    const std::string rest = text.substr(mark + 1);
+    if (text[mark] == '~') {
+        return {position, tvsim::ArgumentMatcher::Kind::Regex, rest};
+    }
+    if (rest == "*") {
+        return {position, tvsim::ArgumentMatcher::Kind::Any, ""};
+    }
+    return {position, tvsim::ArgumentMatcher::Kind::Exact, rest};
+}
+
+struct WaitOptions {
+    std::string path;
+    std::vector<std::string> matchers;
+};
+
+void waitForRecord(Session& session, tvsim::RecordPattern::Kind kind, const WaitOptions& options) {
+    tvsim::RecordPattern pattern{kind, options.path, {}};
+    for (const std::string& matcher : options.matchers) {
+        pattern.arguments.push_back(parseMatcher(matcher));
+    }
+    const tvsim::RecordWait wait = session.tv().waitForRecord(pattern, std::chrono::milliseconds(session.timeoutMs()));
+    const auto why = [&](std::size_t index) { return wait.found ? std::string() : wait.reasons.at(index); };
+    for (std::size_t index = 0; index < wait.connects.size(); ++index) {
+        printConnect(session, wait.connects[index], why(index));
+    }
+    for (std::size_t index = 0; index < wait.invokes.size(); ++index) {
+        printInvoke(session, wait.invokes[index], why(index));
+    }
+    if (!wait.found) {
+        throw CommandError("no " + std::string(tvsim::recordKindName(kind)) + " of " + options.path +
+                           " matched within " + std::to_string(session.timeoutMs()) + " ms");
     }
 }
 
@@ -47,6 +107,23 @@ void addRecordsCommand(Commands& commands) {
                                      "what clients asked of the TV: connects, then invokes with their arguments",
                                      [clear](Session& session) { printRecords(session, *clear); });
     records->add_flag("--clear", *clear, "forget the records once printed");
+
+    CLI::App* wait = records->add_subcommand(
+        "wait", "until a client's record matches (records kept already count), at most --timeout ms (60000)");
+    for (const tvsim::RecordPattern::Kind kind :
+         {tvsim::RecordPattern::Kind::Connect, tvsim::RecordPattern::Kind::Invoke}) {
+        auto options = std::make_shared<WaitOptions>();
+        const bool invoke = kind == tvsim::RecordPattern::Kind::Invoke;
+        CLI::App* command = commands.add(
+            *wait, tvsim::recordKindName(kind),
+            invoke ? "an invoke of the action, its arguments matched by position" : "a connect to the path",
+            [kind, options](Session& session) { waitForRecord(session, kind, *options); });
+        command->add_option("PATH", options->path, "the model path")->required();
+        if (invoke) {
+            command->add_option("MATCHERS", options->matchers,
+                                "POS=VALUE (exactly), POS=* (any value), POS~REGEX (ECMAScript, the whole value)");
+        }
+    }
 }
 
 }  // namespace sactl

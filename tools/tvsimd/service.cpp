@@ -33,8 +33,9 @@ Service::Service(tvsim::Simulator& simulator, RootInterface& root, tvsim::Loaded
       m_clients(root, m_queue),
       m_delivery(m_queue, m_clients),
       m_control(simulator, std::move(model)),
+      m_recordWaits(simulator, m_control, &replyRecordWait),
       m_controlParts{m_control, m_flusher, m_delivery},
-      m_recordsParts{simulator, m_control, m_delivery},
+      m_recordsParts{simulator, m_control, m_delivery, m_recordWaits},
       m_clientParts{simulator, m_clients, m_delivery} {}
 
 Service::~Service() {
@@ -64,6 +65,7 @@ void Service::open(const std::string& address) {
     require(sd_bus_set_exit_on_disconnect(m_bus, 1), "cannot watch the bus connection");
     require(sd_event_add_io(m_event, nullptr, m_queue.fd(), EPOLLIN, &Service::onQueue, this),
             "cannot watch the notification queue");
+    m_recordWaits.attach(m_event);
     require(sd_event_add_signal(m_event, nullptr, SIGINT, nullptr, nullptr), "cannot handle SIGINT");
     require(sd_event_add_signal(m_event, nullptr, SIGTERM, nullptr, nullptr), "cannot handle SIGTERM");
     require(
@@ -115,6 +117,7 @@ int Service::onNameOwnerChanged(sd_bus_message* message, void* service, sd_bus_e
     if (name[0] == ':' && newOwner[0] == '\0') {
         logLine(kLogTrace, std::string("client ") + name + " left");
         static_cast<Service*>(service)->m_delivery.clientLeft(name);
+        static_cast<Service*>(service)->m_recordWaits.clientLeft(name);
     }
     return 0;
 }

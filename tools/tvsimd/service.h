@@ -51,6 +51,7 @@ private:
     Clients m_clients;
     Delivery m_delivery;  // after the queue and the clients it serves
     tvsim::LocalTvControl m_control;
+    RecordWaits m_recordWaits;  // after the control it looks in; its calls go before the bus
     sd_event* m_event = nullptr;
     sd_bus* m_bus = nullptr;
     // The handlers' userdata, each family's view of the parts above.

@@ -223,4 +223,17 @@ void LocalTvControl::clearRecords() {
     m_simulator.clearRecords();
 }
 
+RecordWait LocalTvControl::waitForRecord(const RecordPattern& pattern, std::chrono::milliseconds timeout) {
+    checkWait(pattern, timeout);
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (true) {
+        const std::uint64_t seen = m_simulator.generation();
+        RecordWait wait = findRecord(pattern);
+        if (wait.found || std::chrono::steady_clock::now() >= deadline) {
+            return wait;
+        }
+        m_simulator.waitForChange(seen, deadline);
+    }
+}
+
 }  // namespace tvsim

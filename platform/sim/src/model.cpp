@@ -38,6 +38,14 @@ void Model::changed(Entry* entry) {
     if (entry != nullptr) {
         entry->changedAt = generation;
     }
+    m_changes.notify_all();
+}
+
+void Model::waitForChange(std::uint64_t seen, std::chrono::steady_clock::time_point deadline) const {
+    Lock lock(m_mutex);
+    while (generation() == seen && std::chrono::steady_clock::now() < deadline) {
+        lock.waitUntil(m_changes, deadline);
+    }
 }
 
 void Model::addValue(const std::string& path, ModelValue value) {

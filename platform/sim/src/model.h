@@ -13,6 +13,8 @@
 #include <tvsim/model_value.h>
 
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <list>
 #include <map>
@@ -151,6 +153,8 @@ public:
     // ---- Following changes (see ModelControl::generation) ----
     std::uint64_t generation() const { return m_generation.load(std::memory_order_acquire); }
     void countChange() { m_generation.fetch_add(1, std::memory_order_acq_rel); }  // of state kept outside the model
+    // Until a change under the model's lock (an entry's, a record's) moves generation() from `seen`, or the deadline.
+    void waitForChange(std::uint64_t seen, std::chrono::steady_clock::time_point deadline) const;
 
     // ---- Records ----
     template <typename Record>
@@ -208,6 +212,7 @@ private:
     std::size_t m_recordLimit SYSACCESS_GUARDED_BY(m_mutex) = SIZE_MAX;  // of each kind
     unsigned int m_lastActionId SYSACCESS_GUARDED_BY(m_mutex) = 0;
     std::atomic<std::uint64_t> m_generation{0};  // changed under the lock but read without it
+    mutable std::condition_variable m_changes;   // notified by changed(), under the lock
 };
 
 template <typename T>

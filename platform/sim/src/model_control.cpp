@@ -47,6 +47,9 @@ lomodelapi::ObjectTypeSpec ModelControl::typeAt(const std::string& path) const {
 std::uint64_t ModelControl::generation() const {
     return core().model.generation();
 }
+void ModelControl::waitForChange(std::uint64_t seen, std::chrono::steady_clock::time_point deadline) const {
+    core().model.waitForChange(seen, deadline);
+}
 std::vector<StampedEntry> ModelControl::stampedList() const {
     return core().model.stampedList();
 }

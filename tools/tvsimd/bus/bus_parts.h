@@ -7,6 +7,7 @@
 #include "clients.h"
 #include "delivery.h"
 #include "flush_worker.h"
+#include "record_waits.h"
 
 #include <tvsim/call_records.h>
 #include <tvsim/simulator.h>
@@ -22,11 +23,12 @@ struct ControlParts {
     Delivery& delivery;
 };
 
-// io.sysaccess.TvSim.Control.Records: what clients asked, and the clients tvsimd dropped.
+// io.sysaccess.TvSim.Control.Records: what clients asked, the waits on it, and the clients tvsimd dropped.
 struct RecordsParts {
     tvsim::CallRecords& records;
     tvsim::TvControl& control;
     Delivery& delivery;
+    RecordWaits& waits;
 };
 
 // io.sysaccess.TvSim.Platform, the model objects and the iterators: the

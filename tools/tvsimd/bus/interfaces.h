@@ -14,6 +14,8 @@ void addControlInterface(sd_bus* bus, ControlParts& parts);
 void addFaultsInterface(sd_bus* bus, tvsim::TvControl& control);
 void addRespondersInterface(sd_bus* bus, tvsim::TvControl& control);
 void addRecordsInterface(sd_bus* bus, RecordsParts& parts);
+// Answers a Records.Wait call with what the wait found (RecordWaits' answer).
+int replyRecordWait(sd_bus_message* call, const tvsim::RecordWait& wait);
 void addPlatformInterface(sd_bus* bus, ClientParts& parts);
 void addModelObjectInterfaces(sd_bus* bus, ClientParts& parts);  // the enumerator and the four below
 void addObjectInterface(sd_bus* bus, ClientParts& parts);

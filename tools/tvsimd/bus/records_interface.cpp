@@ -15,6 +15,19 @@ namespace tvsimd {
 using namespace tvsim::bus;  // the service's names, errors and message codec
 namespace {
 
+// Appends the records as an array of `fields` structs, each appended by appendOne.
+template <typename Record, typename AppendOne>
+void appendRecords(sd_bus_message* answer, const std::string& fields, const std::vector<Record>& records,
+                   AppendOne appendOne) {
+    check(sd_bus_message_open_container(answer, 'a', ("(" + fields + ")").c_str()), "open records");
+    for (const Record& record : records) {
+        check(sd_bus_message_open_container(answer, 'r', fields.c_str()), "open record");
+        appendOne(answer, record);
+        check(sd_bus_message_close_container(answer), "close record");
+    }
+    check(sd_bus_message_close_container(answer), "close records");
+}
+
 // Replies with an array of the records, each appended by appendOne and
 // counted by sizeOne; the fixed fields of a record take at most 32 bytes.
 template <typename Record, typename AppendOne, typename SizeOne>
@@ -24,29 +37,32 @@ int replyRecords(sd_bus_message* call, const std::string& fields, const std::vec
     for (const Record& record : records) {
         size.add(sizeOne(record) + 32);
     }
-    return reply(call, [&](sd_bus_message* answer) {
-        check(sd_bus_message_open_container(answer, 'a', ("(" + fields + ")").c_str()), "open records");
-        for (const Record& record : records) {
-            check(sd_bus_message_open_container(answer, 'r', fields.c_str()), "open record");
-            appendOne(answer, record);
-            check(sd_bus_message_close_container(answer), "close record");
-        }
-        check(sd_bus_message_close_container(answer), "close records");
-    });
+    return reply(call, [&](sd_bus_message* answer) { appendRecords(answer, fields, records, appendOne); });
+}
+
+void appendConnect(sd_bus_message* answer, const tvsim::ClientConnect& record) {
+    check(
+        sd_bus_message_append(answer, "ssib", record.path.c_str(), record.client.c_str(), record.status, record.object),
+        "append connect");
+}
+std::size_t sizeOfConnect(const tvsim::ClientConnect& record) {
+    return tvsim::sizeOf(record.path) + tvsim::sizeOf(record.client);
+}
+
+void appendInvoke(sd_bus_message* answer, const tvsim::InvokeRecord& record) {
+    check(sd_bus_message_append(answer, "sui", record.path.c_str(), static_cast<std::uint32_t>(record.actionId),
+                                record.status),
+          "append invoke");
+    appendArguments(answer, record.arguments);
+}
+std::size_t sizeOfInvoke(const tvsim::InvokeRecord& record) {
+    return tvsim::sizeOf(record.path) + tvsim::sizeOf(record.arguments);
 }
 
 int connects(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        return replyRecords(
-            call, "ssib", partsOf<RecordsParts>(userdata).control.connects(),
-            [&](sd_bus_message* answer, const tvsim::ClientConnect& record) {
-                check(sd_bus_message_append(answer, "ssib", record.path.c_str(), record.client.c_str(), record.status,
-                                            record.object),
-                      "append connect");
-            },
-            [](const tvsim::ClientConnect& record) {
-                return tvsim::sizeOf(record.path) + tvsim::sizeOf(record.client);
-            });
+        return replyRecords(call, "ssib", partsOf<RecordsParts>(userdata).control.connects(), appendConnect,
+                            sizeOfConnect);
     });
 }
 
@@ -66,17 +82,46 @@ int disconnects(sd_bus_message* call, void* userdata, sd_bus_error* error) {
 
 int invokes(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
-        return replyRecords(
-            call, "suia(nnns)", partsOf<RecordsParts>(userdata).control.invokes(),
-            [](sd_bus_message* answer, const tvsim::InvokeRecord& record) {
-                check(sd_bus_message_append(answer, "sui", record.path.c_str(),
-                                            static_cast<std::uint32_t>(record.actionId), record.status),
-                      "append invoke");
-                appendArguments(answer, record.arguments);
-            },
-            [](const tvsim::InvokeRecord& record) {
-                return tvsim::sizeOf(record.path) + tvsim::sizeOf(record.arguments);
-            });
+        return replyRecords(call, "suia(nnns)", partsOf<RecordsParts>(userdata).control.invokes(), appendInvoke,
+                            sizeOfInvoke);
+    });
+}
+
+tvsim::RecordPattern readPattern(sd_bus_message* call) {
+    tvsim::RecordPattern pattern;
+    const std::string kind = readString(call);
+    pattern.path = readString(call);
+    const auto recordKind = tvsim::recordKind(kind);
+    if (!recordKind) {
+        throw tvsim::ControlError(tvsim::ControlErrorKind::INVALID_ARGUMENT,
+                                  "'" + kind + "' is not a kind of record (connect, invoke).");
+    }
+    pattern.kind = *recordKind;
+    check(sd_bus_message_enter_container(call, 'a', "(iss)"), "read matchers");
+    int position = 0;
+    const char* matcher = nullptr;
+    const char* text = nullptr;
+    while (check(sd_bus_message_read(call, "(iss)", &position, &matcher, &text), "read matcher") > 0) {
+        const auto matcherKind = tvsim::argumentMatcherKind(matcher);
+        if (!matcherKind) {
+            throw tvsim::ControlError(tvsim::ControlErrorKind::INVALID_ARGUMENT,
+                                      "'" + std::string(matcher) + "' is not a matcher (exact, any, regex).");
+        }
+        pattern.arguments.push_back({position, *matcherKind, text});
+    }
+    check(sd_bus_message_exit_container(call), "read matchers");
+    return pattern;
+}
+
+// Wait(s kind, s path, a(iss) matchers, u timeoutMs) -> (b found, a(ssib) connects, a(suia(nnns)) invokes, as reasons)
+int wait(sd_bus_message* call, void* userdata, sd_bus_error* error) {
+    return handleMethod(error, [&] {
+        const tvsim::RecordPattern pattern = readPattern(call);
+        std::uint32_t timeoutMs = 0;
+        check(sd_bus_message_read(call, "u", &timeoutMs), "read timeout");
+        const std::chrono::milliseconds timeout(timeoutMs);
+        tvsim::TvControl::checkWait(pattern, timeout);
+        return partsOf<RecordsParts>(userdata).waits.start(call, pattern, timeout);
     });
 }
 
@@ -159,9 +204,34 @@ const sd_bus_vtable kVtable[] = {
                                  SD_BUS_PARAM(createIterators) SD_BUS_PARAM(destroyIterators),
                              dropped, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD("Clear", "", "", clear, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_NAMES("Wait", "ssa(iss)u",
+                             SD_BUS_PARAM(kind) SD_BUS_PARAM(path) SD_BUS_PARAM(matchers) SD_BUS_PARAM(timeoutMs),
+                             "ba(ssib)a(suia(nnns))as",
+                             SD_BUS_PARAM(found) SD_BUS_PARAM(connects) SD_BUS_PARAM(invokes) SD_BUS_PARAM(reasons),
+                             wait, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_VTABLE_END};
 
 }  // namespace
+
+int replyRecordWait(sd_bus_message* call, const tvsim::RecordWait& wait) {
+    ReplyArraySize size("records");
+    for (const tvsim::ClientConnect& record : wait.connects) {
+        size.add(sizeOfConnect(record) + 32);
+    }
+    for (const tvsim::InvokeRecord& record : wait.invokes) {
+        size.add(sizeOfInvoke(record) + 32);
+    }
+    return reply(call, [&](sd_bus_message* answer) {
+        check(sd_bus_message_append(answer, "b", wait.found), "append found");
+        appendRecords(answer, "ssib", wait.connects, appendConnect);
+        appendRecords(answer, "suia(nnns)", wait.invokes, appendInvoke);
+        check(sd_bus_message_open_container(answer, 'a', "s"), "open reasons");
+        for (const std::string& reason : wait.reasons) {
+            check(sd_bus_message_append(answer, "s", reason.c_str()), "append reason");
+        }
+        check(sd_bus_message_close_container(answer), "close reasons");
+    });
+}
 
 void addRecordsInterface(sd_bus* bus, RecordsParts& parts) {
     check(sd_bus_add_object_vtable(bus, nullptr, kControlPath, kRecordsInterface, kVtable, &parts),

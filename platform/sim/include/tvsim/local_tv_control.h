@@ -59,6 +59,8 @@ public:
     std::vector<InvokeRecord> invokes() override;
     DroppedRecords droppedRecords() override;
     void clearRecords() override;
+    // Sleeps until the model records something (ModelControl::waitForChange), then looks again.
+    RecordWait waitForRecord(const RecordPattern& pattern, std::chrono::milliseconds timeout) override;
 
 private:
     class Models;

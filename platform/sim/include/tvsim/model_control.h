@@ -92,6 +92,9 @@ public:
     // Grows with every change of what the simulator holds or records: objects, values, rows, responders, faults
     // (the process framework's too) and call records. A reader that saw the same number has nothing new to read.
     std::uint64_t generation() const;
+    // Until generation() moves from `seen` by a change of the model's objects or records (not of faults), or
+    // the deadline: what waits on records sleeps here rather than polling.
+    void waitForChange(std::uint64_t seen, std::chrono::steady_clock::time_point deadline) const;
     // list() of every object, each with its stamp: a reader re-reads only the objects whose stamp moved.
     std::vector<StampedEntry> stampedList() const;
 

@@ -10,8 +10,10 @@
 #include <tvsim/control_error.h>
 #include <tvsim/model_control.h>
 #include <tvsim/model_value.h>
+#include <tvsim/record_pattern.h>
 #include <tvsim/source_switch.h>
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <vector>
@@ -36,6 +38,21 @@ struct SourceSwitchState {
     Channel channel;
     int lastFailure = 0;  // the failure code the last request got; 0 when it succeeded or none came
 };
+
+// What a wait on a record pattern answers. Found: the first record that matches,
+// alone in the list of the pattern's kind. Not found: the closest records of that
+// kind (at most RECORD_WAIT_CLOSEST, those at the pattern's path first, newest
+// first), each with why it did not match in `reasons`, in the same order.
+struct RecordWait {
+    bool found = false;
+    std::vector<ClientConnect> connects;
+    std::vector<InvokeRecord> invokes;
+    std::vector<std::string> reasons;
+};
+
+// The longest a wait on a record may last (OutOfRange beyond it) and how many near misses its time-out tells.
+inline constexpr std::chrono::milliseconds RECORD_WAIT_LIMIT{60000};
+inline constexpr std::size_t RECORD_WAIT_CLOSEST = 5;
 
 class TvControl {
 public:
@@ -89,6 +106,14 @@ public:
     // What went to keep within the records' limit (CallRecords::limitRecords).
     virtual DroppedRecords droppedRecords() = 0;
     virtual void clearRecords() = 0;
+    // Until a record the pattern matches is kept, or the timeout (0 to RECORD_WAIT_LIMIT). Records kept
+    // already count, so a wait that starts after the client acted still sees what it did; clearRecords
+    // first to wait only for new ones. Refuses a pattern checkPattern refuses.
+    virtual RecordWait waitForRecord(const RecordPattern& pattern, std::chrono::milliseconds timeout) = 0;
+    // The answer a wait gives for the records kept now.
+    RecordWait findRecord(const RecordPattern& pattern);
+    // Refuses what waitForRecord refuses.
+    static void checkWait(const RecordPattern& pattern, std::chrono::milliseconds timeout);
 };
 
 }  // namespace tvsim

@@ -1,0 +1,57 @@
+// A pattern for what a client asked of the TV: a connect to a path, or an
+// invoke of an action with its arguments matched by position. Scripts and
+// tests wait on one (TvControl::waitForRecord) instead of polling the records.
+#pragma once
+
+#include <tvsim/call_records.h>
+#include <tvsim/model_value.h>
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tvsim {
+
+struct ClientConnect;
+
+// One argument an invoke's pattern asks for, at its 0-based position.
+struct ArgumentMatcher {
+    enum class Kind { Exact, Any, Regex };
+
+    int position = 0;
+    Kind kind = Kind::Exact;
+    std::string text;  // Exact: the value; Regex: an ECMAScript expression the whole value matches; Any: unused
+};
+
+struct RecordPattern {
+    enum class Kind { Connect, Invoke };
+
+    Kind kind = Kind::Invoke;
+    std::string path;
+    std::vector<ArgumentMatcher> arguments;  // Invoke only; an argument the pattern names nothing of may be anything
+};
+
+// "exact", "any", "regex" and back; nullopt for another word.
+const char* argumentMatcherName(ArgumentMatcher::Kind kind);
+std::optional<ArgumentMatcher::Kind> argumentMatcherKind(const std::string& name);
+// "connect", "invoke" and back.
+const char* recordKindName(RecordPattern::Kind kind);
+std::optional<RecordPattern::Kind> recordKind(const std::string& name);
+
+// A matcher's text (a value or an expression) is as long as an invoke's arguments may be. A pattern names at
+// most kMaxArgumentPosition + 1 positions, each once.
+constexpr std::size_t kMaxMatcherBytes = 4096;
+
+// Refuses (InvalidArgument) a pattern with an empty path, arguments on a
+// connect, a position outside 0 to kMaxArgumentPosition or repeated, a text
+// longer than kMaxMatcherBytes or a regular expression that does not compile.
+void checkPattern(const RecordPattern& pattern);
+
+// Why the record does not match, in one short phrase ("another path",
+// "position 2: 'dvb://1.1.5' is not 'dvb://1.1.4'", "no argument at position
+// 3"); nullopt when it matches. The pattern is one checkPattern took.
+std::optional<std::string> mismatch(const RecordPattern& pattern, const ClientConnect& connect);
+std::optional<std::string> mismatch(const RecordPattern& pattern, const InvokeRecord& invoke);
+
+}  // namespace tvsim

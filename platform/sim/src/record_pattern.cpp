@@ -1,0 +1,133 @@
+// Record patterns: which record a wait answers, and why the others did not match.
+#include <tvsim/control_error.h>
+#include <tvsim/record_pattern.h>
+#include <tvsim/tv_control.h>
+
+#include <algorithm>
+#include <regex>
+#include <set>
+
+namespace tvsim {
+namespace {
+
+ControlError refused(const std::string& sentence) {
+    return ControlError(ControlErrorKind::INVALID_ARGUMENT, sentence);
+}
+
+std::optional<std::string> argumentMismatch(const ArgumentMatcher& matcher,
+                                            const std::vector<lomodelapi::Argument>& arguments) {
+    const std::string at = "position " + std::to_string(matcher.position);
+    const auto found = std::find_if(arguments.begin(), arguments.end(), [&](const lomodelapi::Argument& argument) {
+        return argument.position == matcher.position;
+    });
+    if (found == arguments.end()) {
+        return "no argument at " + at;
+    }
+    switch (matcher.kind) {
+        case ArgumentMatcher::Kind::Any:
+            return std::nullopt;
+        case ArgumentMatcher::Kind::Exact:
+            if (found->value == matcher.text) {
+                return std::nullopt;
+            }
+            return at + ": '" + found->value + "' is not '" + matcher.text + "'";
+        case ArgumentMatcher::Kind::Regex:
+            break;
+    }
+    if (std::regex_match(found->value, std::regex(matcher.text, std::regex::ECMAScript))) {
+        return std::nullopt;
+    }
+    return at + ": '" + found->value + "' does not match /" + matcher.text + "/";
+}
+
+}  // namespace
+
+const char* argumentMatcherName(ArgumentMatcher::Kind kind) {
+    switch (kind) {
+        case ArgumentMatcher::Kind::Exact:
+            return "exact";
+        case ArgumentMatcher::Kind::Any:
+            return "any";
+        case ArgumentMatcher::Kind::Regex:
+            break;
+    }
+    return "regex";
+}
+
+std::optional<ArgumentMatcher::Kind> argumentMatcherKind(const std::string& name) {
+    for (ArgumentMatcher::Kind kind :
+         {ArgumentMatcher::Kind::Exact, ArgumentMatcher::Kind::Any, ArgumentMatcher::Kind::Regex}) {
+        if (name == argumentMatcherName(kind)) {
+            return kind;
+        }
+    }
+    return std::nullopt;
+}
+
+const char* recordKindName(RecordPattern::Kind kind) {
+    return kind == RecordPattern::Kind::Connect ? "connect" : "invoke";
+}
+
+std::optional<RecordPattern::Kind> recordKind(const std::string& name) {
+    for (RecordPattern::Kind kind : {RecordPattern::Kind::Connect, RecordPattern::Kind::Invoke}) {
+        if (name == recordKindName(kind)) {
+            return kind;
+        }
+    }
+    return std::nullopt;
+}
+
+void checkPattern(const RecordPattern& pattern) {
+    if (pattern.path.empty()) {
+        throw refused("A record pattern needs a path.");
+    }
+    if (pattern.kind == RecordPattern::Kind::Connect && !pattern.arguments.empty()) {
+        throw refused("A connect has no arguments to match.");
+    }
+    std::set<int> positions;
+    for (const ArgumentMatcher& matcher : pattern.arguments) {
+        if (matcher.position < 0 || matcher.position > kMaxArgumentPosition ||
+            !positions.insert(matcher.position).second) {
+            throw refused("Argument position " + std::to_string(matcher.position) + " is outside 0 to " +
+                          std::to_string(kMaxArgumentPosition) + " or named twice.");
+        }
+        if (matcher.text.size() > kMaxMatcherBytes) {
+            throw refused("A matcher's text takes at most " + std::to_string(kMaxMatcherBytes) + " bytes.");
+        }
+        if (matcher.kind != ArgumentMatcher::Kind::Regex) {
+            continue;
+        }
+        try {
+            std::regex(matcher.text, std::regex::ECMAScript);
+        } catch (const std::regex_error&) {
+            throw refused("'" + matcher.text + "' is not a regular expression.");
+        }
+    }
+}
+
+std::optional<std::string> mismatch(const RecordPattern& pattern, const ClientConnect& connect) {
+    if (pattern.kind != RecordPattern::Kind::Connect) {
+        return "a connect";
+    }
+    if (connect.path != pattern.path) {
+        return "another path";
+    }
+    return std::nullopt;
+}
+
+std::optional<std::string> mismatch(const RecordPattern& pattern, const InvokeRecord& invoke) {
+    if (pattern.kind != RecordPattern::Kind::Invoke) {
+        return "an invoke";
+    }
+    if (invoke.path != pattern.path) {
+        return "another path";
+    }
+    for (const ArgumentMatcher& matcher : pattern.arguments) {
+        if (auto why = argumentMismatch(matcher, invoke.arguments)) {
+            return why;
+        }
+    }
+    return std::nullopt;
+}
+
+}  // namespace tvsim
