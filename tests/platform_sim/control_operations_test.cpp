@@ -105,9 +105,13 @@ TEST(ControlOperationsTest, RecordWaitsMatchByPositionAndTellWhyTheClosestDidNot
               control.findRecord({tvsim::RecordPattern::Kind::Connect, "other.action", {}}).reasons.at(0));
     EXPECT_THROW(control.waitForRecord(awaited, tvsim::RECORD_WAIT_LIMIT + std::chrono::milliseconds(1)),
                  tvsim::ControlError);
-    EXPECT_THROW(control.waitForRecord({tvsim::RecordPattern::Kind::Invoke, "test.action", {{0, Kind::Regex, "("}}},
-                                       std::chrono::milliseconds(0)),
-                 tvsim::ControlError);
+    for (const char* refusedExpression : {"(", "(d)\\1"}) {  // one that does not compile; a back-reference
+        EXPECT_THROW(control.waitForRecord(
+                         {tvsim::RecordPattern::Kind::Invoke, "test.action", {{0, Kind::Regex, refusedExpression}}},
+                         std::chrono::milliseconds(0)),
+                     tvsim::ControlError)
+            << refusedExpression;
+    }
     lookUpRoot()->disconnect("test.action", &observer, action);
 }
 

@@ -121,7 +121,7 @@ void addRecordsCommand(Commands& commands) {
         command->add_option("PATH", options->path, "the model path")->required();
         if (invoke) {
             command->add_option("MATCHERS", options->matchers,
-                                "POS=VALUE (exactly), POS=* (any value), POS~REGEX (ECMAScript, the whole value)");
+                                "POS=VALUE (exactly), POS=* (any value), POS~REGEX (POSIX extended, the whole value)");
         }
     }
 }

@@ -3,8 +3,10 @@
 #include <tvsim/record_pattern.h>
 #include <tvsim/tv_control.h>
 
+#include <regex.h>
+
 #include <algorithm>
-#include <regex>
+#include <cctype>
 #include <set>
 
 namespace tvsim {
@@ -13,6 +15,43 @@ namespace {
 ControlError refused(const std::string& sentence) {
     return ControlError(ControlErrorKind::INVALID_ARGUMENT, sentence);
 }
+
+// A POSIX extended expression that the whole value must match. The C library
+// matches one without back-references in time polynomial in the value's
+// length, without recursion; a backtracking engine takes exponential time on
+// patterns such as (a*)*b, and a client's pattern runs on the service's bus thread.
+class Expression {
+public:
+    explicit Expression(const std::string& text)
+        : m_compiled(!hasBackReference(text) &&
+                     regcomp(&m_regex, ("^(" + text + ")$").c_str(), REG_EXTENDED | REG_NOSUB) == 0) {}
+    ~Expression() {
+        if (m_compiled) {
+            regfree(&m_regex);
+        }
+    }
+    Expression(const Expression&) = delete;
+    Expression& operator=(const Expression&) = delete;
+
+    bool compiled() const { return m_compiled; }
+    bool matches(const std::string& value) const { return regexec(&m_regex, value.c_str(), 0, nullptr, 0) == 0; }
+
+private:
+    static bool hasBackReference(const std::string& text) {
+        for (std::size_t at = 0; at + 1 < text.size(); ++at) {
+            if (text[at] == '\\') {
+                if (std::isdigit(static_cast<unsigned char>(text[at + 1])) != 0) {
+                    return true;
+                }
+                ++at;  // an escaped character, a backslash included
+            }
+        }
+        return false;
+    }
+
+    regex_t m_regex{};
+    const bool m_compiled;
+};
 
 std::optional<std::string> argumentMismatch(const ArgumentMatcher& matcher,
                                             const std::vector<lomodelapi::Argument>& arguments) {
@@ -34,7 +73,7 @@ std::optional<std::string> argumentMismatch(const ArgumentMatcher& matcher,
         case ArgumentMatcher::Kind::Regex:
             break;
     }
-    if (std::regex_match(found->value, std::regex(matcher.text, std::regex::ECMAScript))) {
+    if (Expression(matcher.text).matches(found->value)) {
         return std::nullopt;
     }
     return at + ": '" + found->value + "' does not match /" + matcher.text + "/";
@@ -97,10 +136,8 @@ void checkPattern(const RecordPattern& pattern) {
         if (matcher.kind != ArgumentMatcher::Kind::Regex) {
             continue;
         }
-        try {
-            std::regex(matcher.text, std::regex::ECMAScript);
-        } catch (const std::regex_error&) {
-            throw refused("'" + matcher.text + "' is not a regular expression.");
+        if (!Expression(matcher.text).compiled()) {
+            throw refused("'" + matcher.text + "' is not a regular expression (POSIX extended, no back-references).");
         }
     }
 }

@@ -21,7 +21,8 @@ struct ArgumentMatcher {
 
     int position = 0;
     Kind kind = Kind::Exact;
-    std::string text;  // Exact: the value; Regex: an ECMAScript expression the whole value matches; Any: unused
+    std::string text;  // Exact: the value; Regex: a POSIX extended expression (no back-references)
+                       // the whole value matches; Any: unused
 };
 
 struct RecordPattern {
@@ -45,7 +46,8 @@ constexpr std::size_t kMaxMatcherBytes = 4096;
 
 // Refuses (InvalidArgument) a pattern with an empty path, arguments on a
 // connect, a position outside 0 to kMaxArgumentPosition or repeated, a text
-// longer than kMaxMatcherBytes or a regular expression that does not compile.
+// longer than kMaxMatcherBytes or a regular expression that does not compile
+// or holds a back-reference.
 void checkPattern(const RecordPattern& pattern);
 
 // Why the record does not match, in one short phrase ("another path",
