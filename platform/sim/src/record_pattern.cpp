@@ -16,11 +16,13 @@ ControlError refused(const std::string& sentence) {
     return ControlError(ControlErrorKind::INVALID_ARGUMENT, sentence);
 }
 
+}  // namespace
+
 // A POSIX extended expression that the whole value must match. The C library
 // matches one without back-references in time polynomial in the value's
 // length, without recursion; a backtracking engine takes exponential time on
 // patterns such as (a*)*b, and a client's pattern runs on the service's bus thread.
-class Expression {
+class RecordMatcher::Expression {
 public:
     explicit Expression(const std::string& text)
         : m_compiled(!hasBackReference(text) &&
@@ -52,34 +54,6 @@ private:
     regex_t m_regex{};
     const bool m_compiled;
 };
-
-std::optional<std::string> argumentMismatch(const ArgumentMatcher& matcher,
-                                            const std::vector<lomodelapi::Argument>& arguments) {
-    const std::string at = "position " + std::to_string(matcher.position);
-    const auto found = std::find_if(arguments.begin(), arguments.end(), [&](const lomodelapi::Argument& argument) {
-        return argument.position == matcher.position;
-    });
-    if (found == arguments.end()) {
-        return "no argument at " + at;
-    }
-    switch (matcher.kind) {
-        case ArgumentMatcher::Kind::Any:
-            return std::nullopt;
-        case ArgumentMatcher::Kind::Exact:
-            if (found->value == matcher.text) {
-                return std::nullopt;
-            }
-            return at + ": '" + found->value + "' is not '" + matcher.text + "'";
-        case ArgumentMatcher::Kind::Regex:
-            break;
-    }
-    if (Expression(matcher.text).matches(found->value)) {
-        return std::nullopt;
-    }
-    return at + ": '" + found->value + "' does not match /" + matcher.text + "/";
-}
-
-}  // namespace
 
 const char* argumentMatcherName(ArgumentMatcher::Kind kind) {
     switch (kind) {
@@ -136,35 +110,71 @@ void checkPattern(const RecordPattern& pattern) {
         if (matcher.kind != ArgumentMatcher::Kind::Regex) {
             continue;
         }
-        if (!Expression(matcher.text).compiled()) {
+        if (!RecordMatcher::Expression(matcher.text).compiled()) {
             throw refused("'" + matcher.text + "' is not a regular expression (POSIX extended, no back-references).");
         }
     }
 }
 
-std::optional<std::string> mismatch(const RecordPattern& pattern, const ClientConnect& connect) {
-    if (pattern.kind != RecordPattern::Kind::Connect) {
+RecordMatcher::RecordMatcher(const RecordPattern& pattern) : m_pattern(pattern) {
+    for (const ArgumentMatcher& matcher : pattern.arguments) {
+        m_expressions.push_back(
+            matcher.kind == ArgumentMatcher::Kind::Regex ? std::make_unique<Expression>(matcher.text) : nullptr);
+    }
+}
+
+RecordMatcher::~RecordMatcher() = default;
+
+std::optional<std::string> RecordMatcher::mismatch(const ClientConnect& connect) const {
+    if (m_pattern.kind != RecordPattern::Kind::Connect) {
         return "a connect";
     }
-    if (connect.path != pattern.path) {
+    if (connect.path != m_pattern.path) {
         return "another path";
     }
     return std::nullopt;
 }
 
-std::optional<std::string> mismatch(const RecordPattern& pattern, const InvokeRecord& invoke) {
-    if (pattern.kind != RecordPattern::Kind::Invoke) {
+std::optional<std::string> RecordMatcher::mismatch(const InvokeRecord& invoke) const {
+    if (m_pattern.kind != RecordPattern::Kind::Invoke) {
         return "an invoke";
     }
-    if (invoke.path != pattern.path) {
+    if (invoke.path != m_pattern.path) {
         return "another path";
     }
-    for (const ArgumentMatcher& matcher : pattern.arguments) {
-        if (auto why = argumentMismatch(matcher, invoke.arguments)) {
+    for (std::size_t index = 0; index < m_pattern.arguments.size(); ++index) {
+        if (auto why = argumentMismatch(index, invoke.arguments)) {
             return why;
         }
     }
     return std::nullopt;
+}
+
+std::optional<std::string> RecordMatcher::argumentMismatch(std::size_t index,
+                                                           const std::vector<lomodelapi::Argument>& arguments) const {
+    const ArgumentMatcher& matcher = m_pattern.arguments[index];
+    const std::string at = "position " + std::to_string(matcher.position);
+    const auto found = std::find_if(arguments.begin(), arguments.end(), [&](const lomodelapi::Argument& argument) {
+        return argument.position == matcher.position;
+    });
+    if (found == arguments.end()) {
+        return "no argument at " + at;
+    }
+    switch (matcher.kind) {
+        case ArgumentMatcher::Kind::Any:
+            return std::nullopt;
+        case ArgumentMatcher::Kind::Exact:
+            if (found->value == matcher.text) {
+                return std::nullopt;
+            }
+            return at + ": '" + found->value + "' is not '" + matcher.text + "'";
+        case ArgumentMatcher::Kind::Regex:
+            break;
+    }
+    if (m_expressions[index]->matches(found->value)) {
+        return std::nullopt;
+    }
+    return at + ": '" + found->value + "' does not match /" + matcher.text + "/";
 }
 
 }  // namespace tvsim

@@ -8,8 +8,9 @@ namespace {
 // The first match alone, or the closest near misses: at the pattern's path first, newest first.
 template <typename Record>
 std::vector<Record> matchIn(const RecordPattern& pattern, std::vector<Record> records, RecordWait& wait) {
+    const RecordMatcher matcher(pattern);
     for (Record& record : records) {
-        if (!mismatch(pattern, record)) {
+        if (!matcher.mismatch(record)) {
             wait.found = true;
             return {std::move(record)};
         }
@@ -19,7 +20,7 @@ std::vector<Record> matchIn(const RecordPattern& pattern, std::vector<Record> re
                           [&](const Record& record) { return record.path == pattern.path; });
     records.resize(std::min(records.size(), RECORD_WAIT_CLOSEST));
     for (const Record& record : records) {
-        wait.reasons.push_back(*mismatch(pattern, record));
+        wait.reasons.push_back(*matcher.mismatch(record));
     }
     return records;
 }

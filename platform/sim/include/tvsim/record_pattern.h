@@ -7,6 +7,7 @@
 #include <tvsim/model_value.h>
 
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -50,10 +51,31 @@ constexpr std::size_t kMaxMatcherBytes = 4096;
 // or holds a back-reference.
 void checkPattern(const RecordPattern& pattern);
 
-// Why the record does not match, in one short phrase ("another path",
-// "position 2: 'dvb://1.1.5' is not 'dvb://1.1.4'", "no argument at position
-// 3"); nullopt when it matches. The pattern is one checkPattern took.
-std::optional<std::string> mismatch(const RecordPattern& pattern, const ClientConnect& connect);
-std::optional<std::string> mismatch(const RecordPattern& pattern, const InvokeRecord& invoke);
+// A pattern that checkPattern took, held against many records: its
+// expressions are compiled once. It refers to the pattern, which must outlive it.
+class RecordMatcher {
+public:
+    explicit RecordMatcher(const RecordPattern& pattern);
+    ~RecordMatcher();
+
+    RecordMatcher(const RecordMatcher&) = delete;
+    RecordMatcher& operator=(const RecordMatcher&) = delete;
+
+    // Why the record does not match, in one short phrase ("another path",
+    // "position 2: 'dvb://1.1.5' is not 'dvb://1.1.4'", "no argument at
+    // position 3"); nullopt when it matches.
+    std::optional<std::string> mismatch(const ClientConnect& connect) const;
+    std::optional<std::string> mismatch(const InvokeRecord& invoke) const;
+
+private:
+    class Expression;
+    friend void checkPattern(const RecordPattern& pattern);  // compiles each expression to refuse a bad one
+
+    std::optional<std::string> argumentMismatch(std::size_t index,
+                                                const std::vector<lomodelapi::Argument>& arguments) const;
+
+    const RecordPattern& m_pattern;
+    std::vector<std::unique_ptr<Expression>> m_expressions;  // by matcher; null but for a regex
+};
 
 }  // namespace tvsim
