@@ -88,7 +88,7 @@ TEST_F(SactlBusTest, RespondersAndRecordsRoundTrip) {
     EXPECT_EQ(sactl("records wait write " + std::string(kVolume) + " '0~3.'").out,
               "write " + std::string(kVolume) + " = 30 client=" + client.uniqueName() + "#2\n");
     const testsupport::ProcessRun missed = runSactl("--bus=" + testsupport::shellQuoted(bus.address()) +
-                                                    " records wait write " + kVolume + " 0=3 --timeout 1");
+                                                    " records wait write " + kVolume + " 0=3 --timeout 100");
     EXPECT_EQ(1, missed.exitCode);
     EXPECT_THAT(missed.out, ::testing::EndsWith(": value: '30' is not '3'\n"));
 
