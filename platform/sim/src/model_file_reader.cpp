@@ -14,14 +14,6 @@
 namespace tvsim::modelfile {
 namespace {
 
-// Far more than any TV's model, which with thousands of values and a channel
-// list of thousands of rows takes a few hundred KiB. Checking a document costs
-// memory and time in proportion to its size (some fifty bytes of memory for
-// each byte of a file of empty strings, the worst case), so this bound keeps a
-// load to a fraction of a second and a few hundred MB: the TV service loads
-// on its bus thread, which serves nothing else meanwhile.
-constexpr long long kMaxFileBytes = 4LL * 1024 * 1024;
-
 const char* fileKind(mode_t mode) {
     switch (mode & S_IFMT) {
         case S_IFDIR:
@@ -64,7 +56,7 @@ std::string readBoundedFile(const std::string& path, const std::string& what) {
         throw refuse(std::string("it is ") + fileKind(status.st_mode) + ", not a regular file");
     }
     const std::string tooLarge = "it is larger than 4 MiB, the most " + what + " may hold";
-    if (status.st_size > kMaxFileBytes) {
+    if (static_cast<unsigned long long>(status.st_size) > kMaxFileBytes) {
         throw refuse(tooLarge);
     }
     std::string text;
@@ -81,7 +73,7 @@ std::string readBoundedFile(const std::string& path, const std::string& what) {
             return text;
         }
         text.append(buffer, static_cast<std::size_t>(count));
-        if (text.size() > static_cast<std::size_t>(kMaxFileBytes)) {
+        if (text.size() > kMaxFileBytes) {
             throw refuse(tooLarge);
         }
     }

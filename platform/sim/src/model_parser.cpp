@@ -353,6 +353,9 @@ const TableEntry* ModelDescription::table(const std::string& path) const {
 }
 
 ModelDescription parseModelText(const std::string& text, const std::string& sourceName) {
+    if (text.size() > modelfile::kMaxFileBytes) {
+        throw ModelFileError(sourceName + ": " + modelfile::kTooLarge);
+    }
     return modelfile::ModelParser(sourceName).parse(text);
 }
 
