@@ -41,8 +41,8 @@ struct OpenFile {
 // size is checked as the file is read too, since it may grow meanwhile.
 }  // namespace
 
-std::string readModelFile(const std::string& path) {
-    auto refuse = [&](const std::string& why) { return ModelFileError(path + ": cannot read the file: " + why); };
+std::string readBoundedFile(const std::string& path, const std::string& what) {
+    auto refuse = [&](const std::string& why) { return UnreadableFile(path + ": cannot read the file: " + why); };
     const int descriptor = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (descriptor < 0) {
         throw refuse(std::generic_category().message(errno));
@@ -55,8 +55,9 @@ std::string readModelFile(const std::string& path) {
     if (!S_ISREG(status.st_mode)) {
         throw refuse(std::string("it is ") + fileKind(status.st_mode) + ", not a regular file");
     }
+    const std::string tooLarge = "it is larger than 4 MiB, the most " + what + " may hold";
     if (static_cast<unsigned long long>(status.st_size) > kMaxFileBytes) {
-        throw refuse(kTooLarge);
+        throw refuse(tooLarge);
     }
     std::string text;
     char buffer[65536];
@@ -73,8 +74,16 @@ std::string readModelFile(const std::string& path) {
         }
         text.append(buffer, static_cast<std::size_t>(count));
         if (text.size() > kMaxFileBytes) {
-            throw refuse(kTooLarge);
+            throw refuse(tooLarge);
         }
+    }
+}
+
+std::string readModelFile(const std::string& path) {
+    try {
+        return readBoundedFile(path, "a model file");
+    } catch (const UnreadableFile& unreadable) {
+        throw ModelFileError(unreadable.what());
     }
 }
 
