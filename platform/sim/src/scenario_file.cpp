@@ -58,6 +58,27 @@ void checkValueShape(const Node& node) {
     node.integer(kInt64Min, kInt64Max, "a 64-bit integer");
 }
 
+// The one key of `keys` the node holds: "a step takes one action, not both "set-value" and "wait"", "a step needs
+// an action: set-value, ... or wait".
+const char* oneOf(const Node& node, std::initializer_list<const char*> keys, const char* one, const char* none) {
+    const char* found = nullptr;
+    std::string names;
+    for (const char* key : keys) {
+        names += std::string(names.empty() ? "" : key == *std::prev(keys.end()) ? " or " : ", ") + key;
+        if (!node.has(key)) {
+            continue;
+        }
+        if (found != nullptr) {
+            node.member(key).fail(std::string(one) + ", not both " + jsonQuoted(found) + " and " + jsonQuoted(key));
+        }
+        found = key;
+    }
+    if (found == nullptr) {
+        node.fail(std::string(none) + ": " + names);
+    }
+    return found;
+}
+
 // "exact" (a string, or for a written value any value in its text form), {"any": true} or {"regex": "ERE"}.
 ArgumentMatcher matcherFromJson(const Node& node, int position, const std::string& path, bool anyValue) {
     ArgumentMatcher matcher;
@@ -114,6 +135,7 @@ private:
         std::size_t index;
         std::string after;  // the id it is due or open after; empty for none
         std::optional<Node> afterNode;
+        enum class Walk { NotYet, Walking, Done } walk = Walk::NotYet;  // resolveReferences's look for loops
     };
     struct Reference {
         Node node;
@@ -219,22 +241,10 @@ private:
         } else if (node.has("at-ms")) {
             step.at = timeFromJson(node.member("at-ms"));
         }
-        const char* action = nullptr;
-        for (const char* key : {"set-value", "set-rows", "set-reply", "reset-reply", "fault", "clear-faults",
-                                "emit-result", "emit-failure", "platform-away", "wait"}) {
-            if (node.has(key)) {
-                if (action != nullptr) {
-                    node.member(key).fail(std::string("a step takes one action, not both ") + jsonQuoted(action) +
-                                          " and " + jsonQuoted(key));
-                }
-                action = key;
-            }
-        }
-        if (action == nullptr) {
-            node.fail(
-                "a step needs an action: set-value, set-rows, set-reply, reset-reply, fault, clear-faults, "
-                "emit-result, emit-failure, platform-away or wait");
-        }
+        const char* action = oneOf(node,
+                                   {"set-value", "set-rows", "set-reply", "reset-reply", "fault", "clear-faults",
+                                    "emit-result", "emit-failure", "platform-away", "wait"},
+                                   "a step takes one action", "a step needs an action");
         step.action = parseAction(action, node.member(action));
         return step;
     }
@@ -335,19 +345,8 @@ private:
         node.expectObject({"id", "connect", "invoke", "write", "window", "sequence", "group"});
         ScenarioExpectation expectation;
         expectation.id = claimId(node, false, m_scenario.expectations.size());
-        const char* kind = nullptr;
-        for (const char* key : {"connect", "invoke", "write"}) {
-            if (node.has(key)) {
-                if (kind != nullptr) {
-                    node.member(key).fail(std::string("an expectation is of one record, not both ") + jsonQuoted(kind) +
-                                          " and " + jsonQuoted(key));
-                }
-                kind = key;
-            }
-        }
-        if (kind == nullptr) {
-            node.fail("an expectation needs a record: connect, invoke or write");
-        }
+        const char* kind = oneOf(node, {"connect", "invoke", "write"}, "an expectation is of one record",
+                                 "an expectation needs a record");
         expectation.pattern = parsePattern(*recordKind(kind), node.member(kind));
         if (node.has("window")) {
             expectation.window = parseWindow(node.member("window"));
@@ -436,7 +435,7 @@ private:
         }
         const Node idNode = node.member("id");
         std::string id = boundedName(idNode, "an id");
-        const auto claimed = m_claims.emplace(id, Claim{idNode, step, index, {}, std::nullopt});
+        const auto claimed = m_claims.emplace(id, Claim{idNode, step, index, {}, std::nullopt, Claim::Walk::NotYet});
         if (!claimed.second) {
             idNode.fail("the id '" + id + "' is taken (at " + claimed.first->second.id.pointer() + ")");
         }
@@ -469,7 +468,7 @@ private:
             static_cast<unsigned int>(node.integer(0, std::numeric_limits<unsigned int>::max(), "an action id")), {}};
     }
 
-    void resolveReferences() const {
+    void resolveReferences() {
         for (const Reference& reference : m_references) {
             const auto claim = m_claims.find(reference.id);
             if (claim == m_claims.end()) {
@@ -481,16 +480,27 @@ private:
                 reference.node.fail("'" + reference.id + "' is not an invoke expectation");
             }
         }
-        // Each entry waits for at most one other: a chain longer than the ids there are has come round.
-        for (const auto& [id, claim] : m_claims) {
-            std::string chain = id;
-            std::string next = claim.after;
-            for (std::size_t link = 0; !next.empty() && link < m_claims.size(); ++link) {
-                chain += " -> " + next;
-                if (next == id) {
-                    claim.afterNode->fail("'" + id + "' waits for itself: " + chain);
+        // Each entry waits for at most one other, so the entries and what they wait for form chains: walked
+        // once each, an entry met again on the walk that reached it closes a loop.
+        for (auto& entry : m_claims) {
+            std::vector<std::string> walk;
+            std::string id = entry.first;
+            while (!id.empty() && m_claims.at(id).walk == Claim::Walk::NotYet) {
+                m_claims.at(id).walk = Claim::Walk::Walking;
+                walk.push_back(id);
+                id = m_claims.at(id).after;
+            }
+            if (!id.empty() && m_claims.at(id).walk == Claim::Walk::Walking) {
+                std::string what = "'" + id + "' waits for itself: ";
+                for (auto link = std::find(walk.begin(), walk.end(), id); link != walk.end(); ++link) {
+                    what += *link;
+                    what += " -> ";
                 }
-                next = m_claims.at(next).after;
+                what += id;
+                m_claims.at(id).afterNode->fail(what);
+            }
+            for (const std::string& walked : walk) {
+                m_claims.at(walked).walk = Claim::Walk::Done;
             }
         }
     }
