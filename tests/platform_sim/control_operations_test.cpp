@@ -106,7 +106,8 @@ TEST(ControlOperationsTest, RecordWaitsMatchByPositionAndTellWhyTheClosestDidNot
               control.findRecord({tvsim::RecordPattern::Kind::Connect, "other.action", {}}).reasons.at(0));
     EXPECT_THROW(control.waitForRecord(awaited, tvsim::RECORD_WAIT_LIMIT + std::chrono::milliseconds(1)),
                  tvsim::ControlError);
-    for (const char* refusedExpression : {"(", "(d)\\1"}) {  // one that does not compile; a back-reference
+    // One that does not compile; a back-reference; counts of counts, whose compiling took over 20 s; too many counts.
+    for (const char* refusedExpression : {"(", "(d)\\1", "((a{1,255}){1,255}){1,255}", "a{2}{3}", "a{1,600}b{401}"}) {
         EXPECT_THROW(control.waitForRecord(
                          {tvsim::RecordPattern::Kind::Invoke, "test.action", {{0, Kind::Regex, refusedExpression}}},
                          std::chrono::milliseconds(0)),

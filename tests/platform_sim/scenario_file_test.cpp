@@ -47,7 +47,7 @@ TEST(ScenarioFileTest, RefusedFilesNameThePlaceAndTheFaultInOneLine) {
          "string-vector)"},
         {R"({"expectations": [{"invoke": {"path": "p", "arguments": {"0": {"regex": "(a)\\1"}}}}]})",
          "s.json: /expectations/0/invoke/arguments/0: '(a)\\1' is not a regular expression (POSIX extended, no "
-         "back-references)"},
+         "back-references, counts {m,n} only after a character, '.' or [...], 1000 at most together)"},
         {R"({"expectations": [{"write": {"path": "p", "value": 1.5}}]})",
          "s.json: /expectations/0/write/value: expected an integer, a string or an array of them, got 1.5"},
         {R"({"expectations": [{"connect": {"path": "p"}, "window": {"from-ms": 200, "to-ms": 100}}]})",

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cctype>
 #include <set>
+#include <string_view>
 
 namespace tvsim {
 namespace {
@@ -22,10 +23,14 @@ ControlError refused(const std::string& sentence) {
 // matches one without back-references in time polynomial in the value's
 // length, without recursion; a backtracking engine takes exponential time on
 // patterns such as (a*)*b, and a client's pattern runs on the service's bus thread.
+// Compiling copies what a counted repetition {m,n} repeats n times, so counts
+// applied to counts multiply: ((a{1,255}){1,255}){1,255} took over 20 s. A
+// count may therefore follow only a character, a '.' or a bracket expression,
+// and the counts of one expression add up to at most kMaxRepetitionCount.
 class RecordMatcher::Expression {
 public:
     explicit Expression(const std::string& text)
-        : m_compiled(!hasBackReference(text) &&
+        : m_compiled(!hasBackReference(text) && hasModestCounts(text) &&
                      regcomp(&m_regex, ("^(" + text + ")$").c_str(), REG_EXTENDED | REG_NOSUB) == 0) {}
     ~Expression() {
         if (m_compiled) {
@@ -49,6 +54,74 @@ private:
             }
         }
         return false;
+    }
+
+    static constexpr long kMaxRepetitionCount = 1000;
+
+    static bool hasModestCounts(const std::string& text) {
+        long total = 0;
+        bool countable = false;  // whether the last item may take a count
+        for (std::size_t at = 0; at < text.size(); ++at) {
+            const char c = text[at];
+            if (c == '\\') {
+                ++at;
+                countable = true;
+            } else if (c == '[') {
+                at = bracketEnd(text, at);
+                countable = true;
+            } else if (c == '{') {
+                const std::size_t close = text.find('}', at);
+                if (!countable || close == std::string::npos) {
+                    return false;
+                }
+                total += largestCount(text.substr(at + 1, close - at - 1));
+                if (total > kMaxRepetitionCount) {
+                    return false;
+                }
+                at = close;
+                countable = false;
+            } else {
+                countable = std::string_view("()|*+?^$").find(c) == std::string_view::npos;
+            }
+        }
+        return true;
+    }
+
+    // Where the bracket expression opening at `open` ends (its ']'), or the end of the text.
+    static std::size_t bracketEnd(const std::string& text, std::size_t open) {
+        std::size_t at = open + 1;
+        if (at < text.size() && text[at] == '^') {
+            ++at;
+        }
+        if (at < text.size() && text[at] == ']') {
+            ++at;  // a leading ']' is a member
+        }
+        for (; at < text.size() && text[at] != ']'; ++at) {
+            if (text[at] == '[' && at + 1 < text.size() &&
+                std::string_view(":.=").find(text[at + 1]) != std::string_view::npos) {
+                const std::size_t close = text.find(std::string{text[at + 1], ']'}, at + 2);
+                if (close == std::string::npos) {
+                    return text.size();
+                }
+                at = close + 1;
+            }
+        }
+        return at;
+    }
+
+    // The larger number of "m", "m," or "m,n"; an unbounded "m," counts as m.
+    static long largestCount(const std::string& inside) {
+        long largest = 0;
+        long number = 0;
+        for (const char c : inside) {
+            if (std::isdigit(static_cast<unsigned char>(c)) == 0) {
+                number = 0;
+                continue;
+            }
+            number = std::min(number * 10 + (c - '0'), kMaxRepetitionCount + 1);
+            largest = std::max(largest, number);
+        }
+        return largest;
     }
 
     regex_t m_regex{};
@@ -124,7 +197,9 @@ void checkPattern(const RecordPattern& pattern) {
             continue;
         }
         if (!RecordMatcher::Expression(matcher.text).compiled()) {
-            throw refused("'" + matcher.text + "' is not a regular expression (POSIX extended, no back-references).");
+            throw refused("'" + matcher.text +
+                          "' is not a regular expression (POSIX extended, no back-references, counts {m,n} only "
+                          "after a character, '.' or [...], 1000 at most together).");
         }
     }
 }
