@@ -3,12 +3,12 @@ instead of sleeps. See docs/python.md."""
 
 from .errors import (BadModelFile, InvalidArgument, LimitsExceeded, OutOfRange, ServiceError, TvSimError,
                      UnknownConnection, UnknownPath, WrongType)
-from .records import ANY, Argument, ConnectRecord, InvokeRecord, Regex
+from .records import ANY, Argument, ConnectRecord, Dropped, InvokeRecord, Regex, WriteRecord
 from .responders import Channel, SourceSwitchState
 from .service import PlayReport, TvService
 
 __all__ = [
-    "ANY", "Argument", "BadModelFile", "Channel", "ConnectRecord", "InvalidArgument", "InvokeRecord",
+    "ANY", "Argument", "Dropped", "BadModelFile", "Channel", "ConnectRecord", "InvalidArgument", "InvokeRecord",
     "LimitsExceeded", "OutOfRange", "PlayReport", "Regex", "ServiceError", "SourceSwitchState", "TvService",
-    "TvSimError", "UnknownConnection", "UnknownPath", "WrongType",
+    "TvSimError", "UnknownConnection", "UnknownPath", "WriteRecord", "WrongType",
 ]

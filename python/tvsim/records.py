@@ -6,7 +6,7 @@ import re
 from dataclasses import dataclass
 from typing import Union
 
-from ._bus import Bus
+from ._bus import CALL_TIMEOUT, Bus
 
 RECORDS = "io.sysaccess.TvSim.Control.Records"
 
@@ -85,6 +85,30 @@ def matcher_triple(position: int, matcher: Matcher) -> tuple[int, str, str]:
     return (position, "exact", str(matcher))
 
 
+@dataclass(frozen=True)
+class WriteRecord:
+    """A value a client wrote through a model object (a write by index: the whole vector after it)."""
+
+    path: str
+    client: str
+    value: object
+
+    def __str__(self) -> str:
+        return f"write {self.path} = {self.value!r} ({self.client})"
+
+
+@dataclass(frozen=True)
+class Dropped:
+    """How many records of each kind the service let go, oldest first, to keep within its limit."""
+
+    connects: int
+    disconnects: int
+    invokes: int
+    create_iterators: int
+    destroy_iterators: int
+    writes: int
+
+
 def arguments_of(body: list) -> tuple[Argument, ...]:
     return tuple(Argument(*argument) for argument in body)
 
@@ -92,6 +116,28 @@ def arguments_of(body: list) -> tuple[Argument, ...]:
 def invoke_of(body: tuple) -> InvokeRecord:
     path, action_id, status, arguments = body
     return InvokeRecord(path, action_id, status, arguments_of(arguments))
+
+
+def write_of(body: tuple) -> WriteRecord:
+    path, client, (_signature, value) = body
+    return WriteRecord(path, client, value)
+
+
+@dataclass(frozen=True)
+class WaitAnswer:
+    """What Records.Wait answered: found, the record alone; else the closest records, each with its reason."""
+
+    found: bool
+    records: list
+    reasons: list[str]
+
+
+def wait(bus: Bus, kind: str, path: str, matchers: list[tuple[int, str, str]], timeout: float) -> WaitAnswer:
+    found, connects, invokes, reasons, writes = bus.call(
+        RECORDS, "Wait", "ssa(iss)u", kind, path, matchers, round(timeout * 1000), timeout=timeout + CALL_TIMEOUT)
+    records = {"connect": [ConnectRecord(*c) for c in connects], "invoke": [invoke_of(i) for i in invokes],
+               "write": [write_of(w) for w in writes]}[kind]
+    return WaitAnswer(found, records, reasons)
 
 
 class Records:
@@ -105,6 +151,12 @@ class Records:
 
     def invokes(self) -> list[InvokeRecord]:
         return [invoke_of(record) for record in self._bus.call(RECORDS, "Invokes")[0]]
+
+    def writes(self) -> list[WriteRecord]:
+        return [write_of(record) for record in self._bus.call(RECORDS, "Writes")[0]]
+
+    def dropped(self) -> Dropped:
+        return Dropped(*self._bus.call(RECORDS, "Dropped"))
 
     def clear(self) -> None:
         self._bus.call(RECORDS, "Clear")

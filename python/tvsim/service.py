@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import json
 import os
 import subprocess
 import time
@@ -9,10 +10,11 @@ from dataclasses import dataclass
 from typing import Mapping, Sequence
 
 from . import processes
-from ._bus import CALL_TIMEOUT, Bus
+from ._bus import Bus
 from .errors import WrongType
 from .faults import Faults
-from .records import Matcher, Records, RECORDS, ConnectRecord, invoke_of, matcher_triple, InvokeRecord
+from .records import ConnectRecord, InvokeRecord, Matcher, Records, WriteRecord, matcher_triple
+from .records import wait as records_wait
 from .responders import Responders
 
 CONTROL = "io.sysaccess.TvSim.Control"
@@ -33,6 +35,11 @@ class PlayReport:
     @property
     def passed(self) -> bool:
         return self.exit_code == 0
+
+
+def _value_text(value: object) -> object:
+    """A value as the service writes it for matching: a list as its JSON text; a matcher as it is."""
+    return json.dumps(value, separators=(",", ":"), ensure_ascii=False) if isinstance(value, list) else value
 
 
 class TvService:
@@ -154,27 +161,29 @@ class TvService:
         """The first invoke of the action (kept already, or arriving within the timeout) whose arguments match:
         each position's value exactly, tvsim.ANY, or a tvsim.Regex / re.Pattern the whole value matches.
         AssertionError otherwise, naming the closest invokes and why each did not match."""
-        matchers = [matcher_triple(position, matcher) for position, matcher in sorted((args or {}).items())]
-        found, _connects, invokes, *rest = self._bus.call(
-            RECORDS, "Wait", "ssa(iss)u", "invoke", path, matchers, round(timeout * 1000),
-            timeout=timeout + CALL_TIMEOUT)
-        records = [invoke_of(record) for record in invokes]
-        if found:
-            return records[0]
-        reasons = rest[-1]
-        wanted = ", ".join(f"{p}: {m!r}" for p, m in sorted((args or {}).items())) or "any arguments"
-        closest = "".join(f"\n  {record}: {reason}" for record, reason in zip(records, reasons))
-        raise AssertionError(f"no invoke of {path} with {wanted} within {timeout} s; "
-                             + (f"the closest:{closest}" if closest else "none at all"))
+        given = sorted((args or {}).items())
+        wanted = ", ".join(f"{position}: {matcher!r}" for position, matcher in given) or "any arguments"
+        return self._wait("invoke", path, [matcher_triple(p, m) for p, m in given], timeout, f"with {wanted}")
 
     def wait_for_connect(self, path: str, timeout: float = 2.0) -> ConnectRecord:
         """The first connect to the path (kept already, or arriving within the timeout); AssertionError
         otherwise."""
-        found, connects, *_ = self._bus.call(RECORDS, "Wait", "ssa(iss)u", "connect", path, [],
-                                             round(timeout * 1000), timeout=timeout + CALL_TIMEOUT)
-        if not found:
-            raise AssertionError(f"no connect to {path} within {timeout} s")
-        return ConnectRecord(*connects[0])
+        return self._wait("connect", path, [], timeout, "")
+
+    def wait_for_write(self, path: str, value: Matcher | Value | None = None, timeout: float = 2.0) -> WriteRecord:
+        """The first value a client wrote to the path (kept already, or arriving within the timeout), matching
+        `value` when given: exactly (by its text: 30, "eng", [1,2]), tvsim.ANY or an expression. AssertionError
+        otherwise, naming the closest writes and why each did not match."""
+        matchers = [] if value is None else [matcher_triple(0, _value_text(value))]
+        return self._wait("write", path, matchers, timeout, "" if value is None else f"of {value!r}")
+
+    def _wait(self, kind: str, path: str, matchers: list[tuple[int, str, str]], timeout: float, wanted: str):
+        answer = records_wait(self._bus, kind, path, matchers, timeout)
+        if answer.found:
+            return answer.records[0]
+        closest = "".join(f"\n  {record}: {reason}" for record, reason in zip(answer.records, answer.reasons))
+        raise AssertionError(f"no {kind} {'of' if kind == 'invoke' else 'to'} {path}{' ' + wanted if wanted else ''}"
+                             f" within {timeout} s; " + (f"the closest:{closest}" if closest else "none at all"))
 
     def wait_for_value(self, path: str, value: Value, timeout: float = 2.0) -> None:
         """Until the model holds the value at the path (a client's write or a change); AssertionError naming the

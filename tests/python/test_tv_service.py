@@ -57,6 +57,7 @@ def test_a_client_started_with_env_is_seen_by_waits(tv, client):
     assert state is not None and state.last_failure == 0
     assert client.ask(f"set {VOLUME} 44") == "set 0"
     tv.wait_for_value(VOLUME, 44)
+    assert tv.wait_for_write(VOLUME, 44) == tv.records.writes()[0] and tv.records.writes()[0].value == 44
 
 
 def test_a_failing_wait_names_the_closest_invokes_and_why(tv, client):
@@ -66,6 +67,8 @@ def test_a_failing_wait_names_the_closest_invokes_and_why(tv, client):
     message = str(raised.value)
     assert message.startswith(f"no invoke of {SWITCH} with 0: re.compile('other_[0-9]+'), 1: '2' within 0.1 s")
     assert "1='2'" in message and "position 0: 'ss_access_timercontrol" in message
+    with pytest.raises(AssertionError, match=f"no write to {VOLUME} of 9 within 0.05 s; none at all"):
+        tv.wait_for_write(VOLUME, 9, timeout=0.05)
     with pytest.raises(AssertionError, match="is 0, not 1, after 0.05 s"):
         tv.wait_for_value("orvik.sl2.i32.tvservice.no-banner", 1, timeout=0.05)
 
@@ -88,7 +91,7 @@ def test_faults_and_responders_as_a_client_meets_them(tv, client):
     assert [r.status for r in tv.records.connects() if r.path == VOLUME] == [7, 0]
     assert [r.status for r in tv.records.invokes()] == [0, 0, 9, 0]
     tv.records.clear()
-    assert tv.records.invokes() == []
+    assert tv.records.invokes() == [] and tv.records.dropped() == tvsim.Dropped(0, 0, 0, 0, 0, 0)
 
 
 @pytest.mark.parametrize("start, end, said", [
