@@ -35,8 +35,8 @@ public:
     // SIGTERM to the command, SIGKILL after 2 s; waits for it.
     virtual void stopCommand() = 0;
 
-    // Runs until the play finishes (Scenario.Wait: true, with the report's JSON), the command ends (when
-    // `untilCommandEnds`), `deadline` passes, or sactl is sent SIGINT or SIGTERM. A service that goes away is a
+    // Runs until sactl is sent SIGINT or SIGTERM, `deadline` passes, or, as asked, the play finishes
+    // (Scenario.Wait answers true, with the report's JSON) or the command ends. A service that goes away is a
     // CommandError.
     struct Outcome {
         std::optional<std::string> report;  // the play finished with this report
