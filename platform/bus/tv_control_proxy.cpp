@@ -61,6 +61,35 @@ std::vector<tvsim::InvokeRecord> readInvokes(sd_bus_message* reply) {
     return records;
 }
 
+std::vector<tvsim::WriteRecord> readWrites(sd_bus_message* reply) {
+    std::vector<tvsim::WriteRecord> records;
+    check(sd_bus_message_enter_container(reply, 'a', "(ssv)"), "read writes");
+    while (check(sd_bus_message_enter_container(reply, 'r', "ssv"), "read write") > 0) {
+        const char* path = nullptr;
+        const char* client = nullptr;
+        check(sd_bus_message_read(reply, "ss", &path, &client), "read write");
+        tvsim::WriteRecord record{path, readAnyValueVariant(reply, path), client, {}, 0};
+        check(sd_bus_message_exit_container(reply), "read write");
+        records.push_back(std::move(record));
+    }
+    check(sd_bus_message_exit_container(reply), "read writes");
+    return records;
+}
+
+// The records from the cursor's sequence on, each given its sequence: the
+// dropped ones' count and its index (a cursor beyond the records, cleared
+// since, reads from the first kept). Answers the next sequence.
+template <typename Record>
+std::uint64_t keepSince(std::vector<Record>& records, std::uint64_t dropped, std::uint64_t cursor) {
+    const std::uint64_t next = dropped + records.size();
+    const std::uint64_t first = cursor > next ? 0 : std::max(cursor, dropped) - dropped;
+    records.erase(records.begin(), records.begin() + static_cast<std::ptrdiff_t>(first));
+    for (std::size_t index = 0; index < records.size(); ++index) {
+        records[index].sequence = dropped + first + index;
+    }
+    return next;
+}
+
 }  // namespace
 
 TvControlProxy::TvControlProxy(const std::string& address, std::chrono::milliseconds timeout)
@@ -201,6 +230,10 @@ void TvControlProxy::loadModel(const std::string& file) {
     callWith(kControlInterface, "LoadModel", "s", file.c_str());
 }
 
+void TvControlProxy::loadModelText(const std::string& text, const std::string& name) {
+    callWith(kControlInterface, "LoadModelText", "ss", name.c_str(), text.c_str());
+}
+
 void TvControlProxy::flush() {
     callWith(kControlInterface, "Flush", "");
 }
@@ -294,11 +327,27 @@ std::vector<tvsim::InvokeRecord> TvControlProxy::invokes() {
     return readInvokes(reply.get());
 }
 
+std::vector<tvsim::WriteRecord> TvControlProxy::writes() {
+    Message reply = callWith(kRecordsInterface, "Writes", "");
+    return readWrites(reply.get());
+}
+
+tvsim::NewRecords TvControlProxy::recordsSince(const tvsim::RecordCursor& cursor) {
+    // Dropped first: records dropped between the calls only make a list start later than the count says,
+    // and the records read then are newer, never skipped.
+    const tvsim::DroppedRecords dropped = droppedRecords();
+    tvsim::NewRecords records{connects(), invokes(), writes(), {}};
+    records.next.connects = keepSince(records.connects, dropped.connects, cursor.connects);
+    records.next.invokes = keepSince(records.invokes, dropped.invokes, cursor.invokes);
+    records.next.writes = keepSince(records.writes, dropped.writes, cursor.writes);
+    return records;
+}
+
 tvsim::DroppedRecords TvControlProxy::droppedRecords() {
     Message reply = callWith(kRecordsInterface, "Dropped", "");
     tvsim::DroppedRecords dropped;
-    check(sd_bus_message_read(reply.get(), "ttttt", &dropped.connects, &dropped.disconnects, &dropped.invokes,
-                              &dropped.createIterators, &dropped.destroyIterators),
+    check(sd_bus_message_read(reply.get(), "tttttt", &dropped.connects, &dropped.disconnects, &dropped.invokes,
+                              &dropped.createIterators, &dropped.destroyIterators, &dropped.writes),
           "read dropped records");
     return dropped;
 }
@@ -331,6 +380,7 @@ tvsim::RecordWait TvControlProxy::waitForRecord(const tvsim::RecordPattern& patt
     wait.found = found != 0;
     wait.connects = readConnects(reply.get());
     wait.invokes = readInvokes(reply.get());
+    wait.writes = readWrites(reply.get());
     check(sd_bus_message_enter_container(reply.get(), 'a', "s"), "read reasons");
     const char* reason = nullptr;
     while (check(sd_bus_message_read(reply.get(), "s", &reason), "read reason") > 0) {

@@ -35,6 +35,7 @@ public:
     std::vector<tvsim::Row> rows(const std::string& table) override;
     void setRows(const std::string& table, const std::vector<tvsim::Row>& rows) override;
     void loadModel(const std::string& file) override;
+    void loadModelText(const std::string& text, const std::string& name) override;
     // Until the service has sent every notification queued so far; the order
     // it gives holds for this connection's own signals only.
     void flush() override;
@@ -59,6 +60,10 @@ public:
 
     std::vector<tvsim::ClientConnect> connects() override;
     std::vector<tvsim::InvokeRecord> invokes() override;
+    std::vector<tvsim::WriteRecord> writes() override;
+    // From the whole lists and the dropped counts, a call for each; the bus
+    // carries no record times, so each record's `at` is left unset.
+    tvsim::NewRecords recordsSince(const tvsim::RecordCursor& cursor) override;
     tvsim::DroppedRecords droppedRecords() override;
     void clearRecords() override;
     // One Records.Wait call, given the wait's timeout on top of the proxy's own to answer.

@@ -14,6 +14,12 @@ std::vector<DisconnectRecord> CallRecords::disconnects() const {
 std::vector<InvokeRecord> CallRecords::invokes() const {
     return core().model.recorded(&Records::invokes);
 }
+std::vector<WriteRecord> CallRecords::writes() const {
+    return core().model.recorded(&Records::writes);
+}
+CallRecords::Since CallRecords::recordsSince(std::uint64_t connect, std::uint64_t invoke, std::uint64_t write) const {
+    return core().model.recordedSince(connect, invoke, write);
+}
 std::vector<CreateIteratorRecord> CallRecords::createIterators() const {
     return core().model.recorded(&Records::createIterators);
 }

@@ -62,6 +62,7 @@ public:
     explicit Node(const JsonDocument& document) : Node(document.root, document) {}
 
     std::string pointer() const { return m_document->pointerOf(*m_value); }
+    const Json& json() const { return *m_value; }
 
     [[noreturn]] void fail(const std::string& what) const { throw Fault{pointer(), what}; }
 

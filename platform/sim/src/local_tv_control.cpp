@@ -19,6 +19,16 @@ Responder answering(const Reply& reply) {
     return [reply](unsigned int, const std::vector<lomodelapi::Argument>&) { return reply; };
 }
 
+std::vector<ClientConnect> clientConnects(const std::vector<ConnectRecord>& connects) {
+    std::vector<ClientConnect> records;
+    records.reserve(connects.size());
+    for (const ConnectRecord& connect : connects) {
+        records.push_back(
+            {connect.path, connect.client, connect.status, connect.object != nullptr, connect.at, connect.sequence});
+    }
+    return records;
+}
+
 }  // namespace
 
 // What the loaded models say of each action, the most recent model that
@@ -124,6 +134,14 @@ void LocalTvControl::loadModel(const std::string& file) {
     }
 }
 
+void LocalTvControl::loadModelText(const std::string& text, const std::string& name) {
+    try {
+        m_models->add(tvsim::loadModelText(text, name, m_simulator));
+    } catch (const ModelFileError& error) {
+        throw ControlError(ControlErrorKind::BAD_MODEL_FILE, error.what());
+    }
+}
+
 void LocalTvControl::flush() {
     m_simulator.flush();
 }
@@ -204,15 +222,23 @@ std::optional<SourceSwitchState> LocalTvControl::sourceSwitch(const std::string&
 }
 
 std::vector<ClientConnect> LocalTvControl::connects() {
-    std::vector<ClientConnect> records;
-    for (const ConnectRecord& connect : m_simulator.connects()) {
-        records.push_back({connect.path, connect.client, connect.status, connect.object != nullptr});
-    }
-    return records;
+    return clientConnects(m_simulator.connects());
 }
 
 std::vector<InvokeRecord> LocalTvControl::invokes() {
     return m_simulator.invokes();
+}
+
+std::vector<WriteRecord> LocalTvControl::writes() {
+    return m_simulator.writes();
+}
+
+NewRecords LocalTvControl::recordsSince(const RecordCursor& cursor) {
+    CallRecords::Since since = m_simulator.recordsSince(cursor.connects, cursor.invokes, cursor.writes);
+    return {clientConnects(since.connects),
+            std::move(since.invokes),
+            std::move(since.writes),
+            {since.nextConnect, since.nextInvoke, since.nextWrite}};
 }
 
 DroppedRecords LocalTvControl::droppedRecords() {

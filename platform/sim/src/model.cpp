@@ -187,13 +187,15 @@ int Model::connect(const std::string& path, lomodelapi::Observer* observer, Mode
         auto connection = std::make_unique<Connection>();
         connection->entry = found->second;
         connection->observer = observer;
-        connection->object = makeModelObject(*this, found->second);
+        connection->object = makeModelObject(*this, found->second, client);
         connection->subscription = std::make_shared<Subscription>();
         object = connection->object.get();
         connection->place = found->second->connections.insert(found->second->connections.end(), connection.get());
         m_connections.emplace(object, std::move(connection));
     }
-    m_records.connects.add({path, observer, object, status, std::move(client)}, m_recordLimit);
+    m_records.connects.add({path, observer, object, status, std::move(client), std::chrono::steady_clock::now(),
+                            m_records.connects.recorded()},
+                           m_recordLimit);
     changed();
     return status;
 }
@@ -254,33 +256,35 @@ void Model::notifyReportedTypeChanges(const ReportedTypes& before) {
     }
 }
 
-int Model::write(Entry& entry, ModelValue value) {
+int Model::write(Entry& entry, ModelValue value, const std::string& client) {
     Lock lock(m_mutex);
-    ++m_records.setterCalls[entry.path];
     entry.value = std::move(value);
-    changed(&entry);
-    notifyValue(entry);
+    written(entry, client);
     return 0;
 }
 
-int Model::writeMap(Entry& entry, const std::map<int, int>& byIndex) {
+int Model::writeMap(Entry& entry, const std::map<int, int>& byIndex, const std::string& client) {
     Lock lock(m_mutex);
-    ++m_records.setterCalls[entry.path];
     m_records.lastIntegerMaps[entry.path] = byIndex;
     entry.value = valuesInIndexOrder(byIndex);
-    changed(&entry);
-    notifyValue(entry);
+    written(entry, client);
     return 0;
 }
 
-int Model::writeMap(Entry& entry, const std::map<int, std::string>& byIndex) {
+int Model::writeMap(Entry& entry, const std::map<int, std::string>& byIndex, const std::string& client) {
     Lock lock(m_mutex);
-    ++m_records.setterCalls[entry.path];
     m_records.lastStringMaps[entry.path] = byIndex;
     entry.value = valuesInIndexOrder(byIndex);
+    written(entry, client);
+    return 0;
+}
+
+void Model::written(Entry& entry, const std::string& client) {
+    ++m_records.setterCalls[entry.path];
+    m_records.writes.add({entry.path, entry.value, client, std::chrono::steady_clock::now(), m_records.writes.recorded()},
+                         m_recordLimit, kMaxWriteRecordBytes);
     changed(&entry);
     notifyValue(entry);
-    return 0;
 }
 
 // Each observer gets its own copy of the value, taken now, so that every write
@@ -436,6 +440,7 @@ void Model::limitRecords(std::size_t perKind) {
     m_records.connects.trim(m_recordLimit);
     m_records.disconnects.trim(m_recordLimit);
     m_records.invokes.trim(m_recordLimit);
+    m_records.writes.trim(m_recordLimit);
     m_records.createIterators.trim(m_recordLimit);
     m_records.destroyIterators.trim(m_recordLimit);
 }
@@ -443,7 +448,13 @@ void Model::limitRecords(std::size_t perKind) {
 DroppedRecords Model::droppedRecords() const {
     Lock lock(m_mutex);
     return {m_records.connects.dropped(), m_records.disconnects.dropped(), m_records.invokes.dropped(),
-            m_records.createIterators.dropped(), m_records.destroyIterators.dropped()};
+            m_records.createIterators.dropped(), m_records.destroyIterators.dropped(), m_records.writes.dropped()};
+}
+
+CallRecords::Since Model::recordedSince(std::uint64_t connects, std::uint64_t invokes, std::uint64_t writes) const {
+    Lock lock(m_mutex);
+    return {m_records.connects.since(connects), m_records.invokes.since(invokes), m_records.writes.since(writes),
+            m_records.connects.recorded(),      m_records.invokes.recorded(),        m_records.writes.recorded()};
 }
 
 std::string clientNameOf(const lomodelapi::Observer* observer) {

@@ -9,6 +9,7 @@
 #include <common/mutex.h>
 #include <tvsim/call_records.h>
 #include <tvsim/fault_injection.h>
+#include <tvsim/input_limits.h>
 #include <tvsim/model_control.h>
 #include <tvsim/model_value.h>
 
@@ -70,10 +71,16 @@ struct MadeIterator {
     std::list<SimTableIterator*>::iterator place;  // in its table's iterators
 };
 
+template <>
+inline std::size_t recordBytes(const WriteRecord& record) {
+    return sizeOf(record.value);
+}
+
 struct Records {
     RecordLog<ConnectRecord> connects;
     RecordLog<DisconnectRecord> disconnects;
     RecordLog<InvokeRecord> invokes;
+    RecordLog<WriteRecord> writes;
     RecordLog<CreateIteratorRecord> createIterators;
     RecordLog<TableIteratorObject*> destroyIterators;
     std::map<std::string, int> setterCalls;
@@ -118,9 +125,10 @@ public:
     T read(const Entry& entry) const;
     template <typename T>
     int readInto(const Entry& entry, T& out) const;  // answers the getter fault, if any
-    int write(Entry& entry, ModelValue value);
-    int writeMap(Entry& entry, const std::map<int, int>& byIndex);
-    int writeMap(Entry& entry, const std::map<int, std::string>& byIndex);
+    // A client's write; `client` names it in the write's record.
+    int write(Entry& entry, ModelValue value, const std::string& client);
+    int writeMap(Entry& entry, const std::map<int, int>& byIndex, const std::string& client);
+    int writeMap(Entry& entry, const std::map<int, std::string>& byIndex, const std::string& client);
 
     // ---- Actions (actions.cpp) ----
     void setResponder(const std::string& path, Responder responder);
@@ -162,6 +170,7 @@ public:
         Lock lock(m_mutex);
         return (m_records.*log).copy();
     }
+    CallRecords::Since recordedSince(std::uint64_t connects, std::uint64_t invokes, std::uint64_t writes) const;
     void limitRecords(std::size_t perKind);
     DroppedRecords droppedRecords() const;
     int connectedObservers(const std::string& path) const;
@@ -189,6 +198,8 @@ private:
     ReportedTypes reportedTypesAt(const std::string& path) const SYSACCESS_REQUIRES(m_mutex);
     void notifyReportedTypeChanges(const ReportedTypes& before) SYSACCESS_REQUIRES(m_mutex);
     void notifyValue(const Entry& entry) SYSACCESS_REQUIRES(m_mutex);
+    // Records a client's write of the entry's value as it is now, and tells its observers.
+    void written(Entry& entry, const std::string& client) SYSACCESS_REQUIRES(m_mutex);
     void notifyTableUpdate(const Entry& table, int change) SYSACCESS_REQUIRES(m_mutex);
     // Fills the invoke record of the id with the reply (optionally only one without a reply yet).
     void recordOutcome(unsigned int actionId, const Reply& reply, bool onlyIfNoReplyYet) SYSACCESS_REQUIRES(m_mutex);

@@ -14,14 +14,6 @@
 namespace tvsim::modelfile {
 namespace {
 
-// Far more than any TV's model, which with thousands of values and a channel
-// list of thousands of rows takes a few hundred KiB. Checking a document costs
-// memory and time in proportion to its size (some fifty bytes of memory for
-// each byte of a file of empty strings, the worst case), so this bound keeps a
-// load to a fraction of a second and a few hundred MB: the TV service loads
-// on its bus thread, which serves nothing else meanwhile.
-constexpr long long kMaxFileBytes = 4LL * 1024 * 1024;
-
 const char* fileKind(mode_t mode) {
     switch (mode & S_IFMT) {
         case S_IFDIR:
@@ -49,8 +41,8 @@ struct OpenFile {
 // size is checked as the file is read too, since it may grow meanwhile.
 }  // namespace
 
-std::string readModelFile(const std::string& path) {
-    auto refuse = [&](const std::string& why) { return ModelFileError(path + ": cannot read the file: " + why); };
+std::string readBoundedFile(const std::string& path, const std::string& what) {
+    auto refuse = [&](const std::string& why) { return UnreadableFile(path + ": cannot read the file: " + why); };
     const int descriptor = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (descriptor < 0) {
         throw refuse(std::generic_category().message(errno));
@@ -63,8 +55,8 @@ std::string readModelFile(const std::string& path) {
     if (!S_ISREG(status.st_mode)) {
         throw refuse(std::string("it is ") + fileKind(status.st_mode) + ", not a regular file");
     }
-    const std::string tooLarge = "it is larger than 4 MiB, the most a model file may hold";
-    if (status.st_size > kMaxFileBytes) {
+    const std::string tooLarge = "it is larger than 4 MiB, the most " + what + " may hold";
+    if (static_cast<unsigned long long>(status.st_size) > kMaxFileBytes) {
         throw refuse(tooLarge);
     }
     std::string text;
@@ -81,9 +73,17 @@ std::string readModelFile(const std::string& path) {
             return text;
         }
         text.append(buffer, static_cast<std::size_t>(count));
-        if (text.size() > static_cast<std::size_t>(kMaxFileBytes)) {
+        if (text.size() > kMaxFileBytes) {
             throw refuse(tooLarge);
         }
+    }
+}
+
+std::string readModelFile(const std::string& path) {
+    try {
+        return readBoundedFile(path, "a model file");
+    } catch (const UnreadableFile& unreadable) {
+        throw ModelFileError(unreadable.what());
     }
 }
 

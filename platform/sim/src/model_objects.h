@@ -11,6 +11,7 @@
 
 namespace tvsim {
 
-std::unique_ptr<ModelObject> makeModelObject(Model& model, const std::shared_ptr<Entry>& entry);
+std::unique_ptr<ModelObject> makeModelObject(Model& model, const std::shared_ptr<Entry>& entry,
+                                             const std::string& client);  // whom its writes are recorded for
 
 }  // namespace tvsim

@@ -24,19 +24,6 @@ constexpr long long kIntMax = std::numeric_limits<int>::max();
 constexpr long long kInt64Min = std::numeric_limits<long long>::min();
 constexpr long long kInt64Max = std::numeric_limits<long long>::max();
 
-// A size the TV does not take (tvsim/input_limits.h), as the node's fault: "a value is at most ...".
-template <typename Check>
-void requireWithin(const Node& node, Check check) {
-    try {
-        check();
-    } catch (const ControlError& refused) {
-        std::string what = refused.what();
-        what[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(what[0])));
-        what.pop_back();
-        node.fail(what);
-    }
-}
-
 }  // namespace
 
 ModelValue valueFromJson(ValueType type, const Node& node) {
@@ -65,12 +52,83 @@ ModelValue valueFromJson(ValueType type, const Node& node) {
     node.fail("unknown value type");
 }
 
-namespace {
-
-bool isValidPath(const std::string& path) {
-    return !path.empty() &&
-           std::none_of(path.begin(), path.end(), [](unsigned char c) { return std::isspace(c) || std::iscntrl(c); });
+Reply replyFromJson(const Node& node) {
+    node.expectObject({"results", "error", "no-reply", "delay-ms", "copies", "before-invoke-returns"});
+    const int outcomes = static_cast<int>(node.has("results")) + static_cast<int>(node.has("error")) +
+                         static_cast<int>(node.has("no-reply"));
+    if (outcomes > 1) {
+        node.fail("give at most one of \"results\", \"error\" and \"no-reply\"");
+    }
+    Reply reply = Reply::withResults({});
+    if (node.has("results")) {
+        reply = Reply::withResults(resultsFromJson(node.member("results")));
+    } else if (node.has("error")) {
+        reply = Reply::failure(static_cast<int>(node.member("error").integer(kIntMin, kIntMax, "an error code")));
+    } else if (node.has("no-reply")) {
+        if (!node.member("no-reply").flag()) {
+            node.member("no-reply").fail("\"no-reply\" is either true or left out");
+        }
+        reply = Reply::none();
+    }
+    if (node.has("delay-ms")) {
+        reply.delay =
+            std::chrono::milliseconds(node.member("delay-ms").integer(0, kMaxReplyDelay.count(), "a delay in ms"));
+    }
+    if (node.has("copies")) {
+        reply.copies = static_cast<int>(node.member("copies").integer(1, kMaxReplyCopies, "copies"));
+    }
+    if (node.has("before-invoke-returns")) {
+        reply.beforeInvokeReturns = node.member("before-invoke-returns").flag();
+    }
+    const std::string refusal = replyRefusal(reply);
+    if (!refusal.empty()) {
+        node.fail(refusal);
+    }
+    return reply;
 }
+
+std::vector<lomodelapi::Argument> resultsFromJson(const Node& node) {
+    std::vector<lomodelapi::Argument> results;
+    auto add = [&](long long position, const Node& value) {
+        lomodelapi::Argument result;
+        result.position = static_cast<std::int8_t>(position);
+        result.value = value.cellText();
+        results.push_back(std::move(result));
+    };
+    if (node.isArray()) {
+        const std::vector<Node> values = node.elements();
+        if (values.size() > static_cast<std::size_t>(kMaxArgumentPosition) + 1) {
+            node.fail("at most " + std::to_string(kMaxArgumentPosition + 1) + " results");
+        }
+        for (std::size_t position = 0; position < values.size(); ++position) {
+            add(static_cast<long long>(position), values[position]);
+        }
+        return results;
+    }
+    for (const auto& [key, value] : node.members()) {
+        std::int8_t position = 0;
+        if (!parseArgumentPosition(key, position)) {
+            value.fail("a result position is a number from 0 to " + std::to_string(kMaxArgumentPosition) +
+                       ", not " + jsonQuoted(key));
+        }
+        add(position, value);
+    }
+    return results;
+}
+
+std::string modelPathFromJson(const Node& node) {
+    std::string path = node.text();
+    requireWithin(node, [&] { requireModelPath(path); });
+    const bool valid = !path.empty() && std::none_of(path.begin(), path.end(), [](unsigned char c) {
+        return std::isspace(c) || std::iscntrl(c);
+    });
+    if (!valid) {
+        node.fail("a model path is a non-empty text without spaces, not " + jsonQuoted(path));
+    }
+    return path;
+}
+
+namespace {
 
 // Checks a whole document into a ModelDescription. Values come first, then
 // tables, then actions, so that a responder can refer to both.
@@ -86,6 +144,11 @@ public:
             throw ModelFileError(m_description.source + ": " + (fault.pointer.empty() ? "top level" : fault.pointer) +
                                  ": " + fault.what);
         }
+        return std::move(m_description);
+    }
+
+    ModelDescription check(const Node& root) {
+        parseDocument(root);
         return std::move(m_description);
     }
 
@@ -120,11 +183,7 @@ private:
 
     std::string claimPath(const Node& entry) {
         const Node pathNode = entry.member("path");
-        std::string path = pathNode.text();
-        requireWithin(pathNode, [&] { requireModelPath(path); });
-        if (!isValidPath(path)) {
-            pathNode.fail("a model path is a non-empty text without spaces, not " + jsonQuoted(path));
-        }
+        std::string path = modelPathFromJson(pathNode);
         const auto claimed = m_claimedPaths.emplace(path, pathNode);
         if (!claimed.second) {
             pathNode.fail("duplicate path " + jsonQuoted(path) + " (first at " + claimed.first->second.pointer() + ")");
@@ -204,73 +263,8 @@ private:
                 entry.member(key).fail(std::string(jsonQuoted(key)) + " goes with \"responder\": \"source-switch\"");
             }
         }
-        action.answer = entry.has("reply") ? parseReply(entry.member("reply")) : Reply::withResults({});
+        action.answer = entry.has("reply") ? replyFromJson(entry.member("reply")) : Reply::withResults({});
         return action;
-    }
-
-    static Reply parseReply(const Node& node) {
-        node.expectObject({"results", "error", "no-reply", "delay-ms", "copies", "before-invoke-returns"});
-        const int outcomes = static_cast<int>(node.has("results")) + static_cast<int>(node.has("error")) +
-                             static_cast<int>(node.has("no-reply"));
-        if (outcomes > 1) {
-            node.fail("give at most one of \"results\", \"error\" and \"no-reply\"");
-        }
-        Reply reply = Reply::withResults({});
-        if (node.has("results")) {
-            reply = Reply::withResults(parseResults(node.member("results")));
-        } else if (node.has("error")) {
-            reply = Reply::failure(static_cast<int>(node.member("error").integer(kIntMin, kIntMax, "an error code")));
-        } else if (node.has("no-reply")) {
-            if (!node.member("no-reply").flag()) {
-                node.member("no-reply").fail("\"no-reply\" is either true or left out");
-            }
-            reply = Reply::none();
-        }
-        if (node.has("delay-ms")) {
-            reply.delay =
-                std::chrono::milliseconds(node.member("delay-ms").integer(0, kMaxReplyDelay.count(), "a delay in ms"));
-        }
-        if (node.has("copies")) {
-            reply.copies = static_cast<int>(node.member("copies").integer(1, kMaxReplyCopies, "copies"));
-        }
-        if (node.has("before-invoke-returns")) {
-            reply.beforeInvokeReturns = node.member("before-invoke-returns").flag();
-        }
-        const std::string refusal = replyRefusal(reply);
-        if (!refusal.empty()) {
-            node.fail(refusal);
-        }
-        return reply;
-    }
-
-    // A list fills positions 0, 1, ...; an object names them: {"0": "a", "2": "c"}.
-    static std::vector<lomodelapi::Argument> parseResults(const Node& node) {
-        std::vector<lomodelapi::Argument> results;
-        auto add = [&](long long position, const Node& value) {
-            lomodelapi::Argument result;
-            result.position = static_cast<std::int8_t>(position);
-            result.value = value.cellText();
-            results.push_back(std::move(result));
-        };
-        if (node.isArray()) {
-            const std::vector<Node> values = node.elements();
-            if (values.size() > static_cast<std::size_t>(kMaxArgumentPosition) + 1) {
-                node.fail("at most " + std::to_string(kMaxArgumentPosition + 1) + " results");
-            }
-            for (std::size_t position = 0; position < values.size(); ++position) {
-                add(static_cast<long long>(position), values[position]);
-            }
-            return results;
-        }
-        for (const auto& [key, value] : node.members()) {
-            std::int8_t position = 0;
-            if (!parseArgumentPosition(key, position)) {
-                value.fail("a result position is a number from 0 to " + std::to_string(kMaxArgumentPosition) +
-                           ", not " + jsonQuoted(key));
-            }
-            add(position, value);
-        }
-        return results;
     }
 
     SourceSwitchEntry parseResponder(const Node& entry) {
@@ -345,6 +339,11 @@ private:
 };
 
 }  // namespace
+
+ModelDescription modelFromJson(const Node& root, const std::string& source) {
+    return ModelParser(source).check(root);
+}
+
 }  // namespace modelfile
 
 const TableEntry* ModelDescription::table(const std::string& path) const {
@@ -354,6 +353,9 @@ const TableEntry* ModelDescription::table(const std::string& path) const {
 }
 
 ModelDescription parseModelText(const std::string& text, const std::string& sourceName) {
+    if (text.size() > modelfile::kMaxFileBytes) {
+        throw ModelFileError(sourceName + ": " + modelfile::kTooLarge);
+    }
     return modelfile::ModelParser(sourceName).parse(text);
 }
 

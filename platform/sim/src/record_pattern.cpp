@@ -78,11 +78,20 @@ std::optional<ArgumentMatcher::Kind> argumentMatcherKind(const std::string& name
 }
 
 const char* recordKindName(RecordPattern::Kind kind) {
-    return kind == RecordPattern::Kind::Connect ? "connect" : "invoke";
+    switch (kind) {
+        case RecordPattern::Kind::Connect:
+            return "connect";
+        case RecordPattern::Kind::Invoke:
+            return "invoke";
+        case RecordPattern::Kind::Write:
+            break;
+    }
+    return "write";
 }
 
 std::optional<RecordPattern::Kind> recordKind(const std::string& name) {
-    for (RecordPattern::Kind kind : {RecordPattern::Kind::Connect, RecordPattern::Kind::Invoke}) {
+    for (RecordPattern::Kind kind : {RecordPattern::Kind::Connect, RecordPattern::Kind::Invoke,
+                                     RecordPattern::Kind::Write}) {
         if (name == recordKindName(kind)) {
             return kind;
         }
@@ -96,6 +105,10 @@ void checkPattern(const RecordPattern& pattern) {
     }
     if (pattern.kind == RecordPattern::Kind::Connect && !pattern.arguments.empty()) {
         throw refused("A connect has no arguments to match.");
+    }
+    if (pattern.kind == RecordPattern::Kind::Write &&
+        (pattern.arguments.size() > 1 || (!pattern.arguments.empty() && pattern.arguments[0].position != 0))) {
+        throw refused("A write's value is matched at position 0 only.");
     }
     std::set<int> positions;
     for (const ArgumentMatcher& matcher : pattern.arguments) {
@@ -125,6 +138,13 @@ RecordMatcher::RecordMatcher(const RecordPattern& pattern) : m_pattern(pattern) 
 
 RecordMatcher::~RecordMatcher() = default;
 
+std::string valueText(const ModelValue& value) {
+    if (const auto* text = std::get_if<std::string>(&value)) {
+        return *text;
+    }
+    return valueJsonText(value);
+}
+
 std::optional<std::string> RecordMatcher::mismatch(const ClientConnect& connect) const {
     if (m_pattern.kind != RecordPattern::Kind::Connect) {
         return "a connect";
@@ -150,6 +170,19 @@ std::optional<std::string> RecordMatcher::mismatch(const InvokeRecord& invoke) c
     return std::nullopt;
 }
 
+std::optional<std::string> RecordMatcher::mismatch(const WriteRecord& write) const {
+    if (m_pattern.kind != RecordPattern::Kind::Write) {
+        return "a write";
+    }
+    if (write.path != m_pattern.path) {
+        return "another path";
+    }
+    if (m_pattern.arguments.empty()) {
+        return std::nullopt;
+    }
+    return textMismatch(0, "value", valueText(write.value));
+}
+
 std::optional<std::string> RecordMatcher::argumentMismatch(std::size_t index,
                                                            const std::vector<lomodelapi::Argument>& arguments) const {
     const ArgumentMatcher& matcher = m_pattern.arguments[index];
@@ -160,21 +193,27 @@ std::optional<std::string> RecordMatcher::argumentMismatch(std::size_t index,
     if (found == arguments.end()) {
         return "no argument at " + at;
     }
+    return textMismatch(index, at, found->value);
+}
+
+std::optional<std::string> RecordMatcher::textMismatch(std::size_t index, const std::string& at,
+                                                       const std::string& value) const {
+    const ArgumentMatcher& matcher = m_pattern.arguments[index];
     switch (matcher.kind) {
         case ArgumentMatcher::Kind::Any:
             return std::nullopt;
         case ArgumentMatcher::Kind::Exact:
-            if (found->value == matcher.text) {
+            if (value == matcher.text) {
                 return std::nullopt;
             }
-            return at + ": '" + found->value + "' is not '" + matcher.text + "'";
+            return at + ": '" + value + "' is not '" + matcher.text + "'";
         case ArgumentMatcher::Kind::Regex:
             break;
     }
-    if (m_expressions[index]->matches(found->value)) {
+    if (m_expressions[index]->matches(value)) {
         return std::nullopt;
     }
-    return at + ": '" + found->value + "' does not match /" + matcher.text + "/";
+    return at + ": '" + value + "' does not match /" + matcher.text + "/";
 }
 
 }  // namespace tvsim

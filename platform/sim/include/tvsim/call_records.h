@@ -11,6 +11,7 @@
 #include <lomodelapi/argument.h>
 #include <lomodelapi/model_objects.h>
 #include <lomodelapi/table_types.h>
+#include <tvsim/model_value.h>
 
 #include <chrono>
 #include <cstddef>
@@ -39,6 +40,8 @@ struct ConnectRecord {
     ModelObject* object;  // what the platform handed out; null on failure
     int status;
     std::string client;  // the observer's ClientNamingObserver name; "" for other observers
+    std::chrono::steady_clock::time_point at;
+    std::uint64_t sequence = 0;  // its place among the connects since the start or clearRecords, from 0
 };
 
 struct DisconnectRecord {
@@ -70,6 +73,16 @@ struct InvokeRecord {
     std::uint64_t sequence = 0;  // its place among the invokes since the start or clearRecords, from 0
 };
 
+// A value a client wrote through a model object (setValue, or a by-index
+// write: then the whole value after it).
+struct WriteRecord {
+    std::string path;
+    ModelValue value;
+    std::string client;  // as ConnectRecord::client
+    std::chrono::steady_clock::time_point at;
+    std::uint64_t sequence = 0;  // its place among the writes since the start or clearRecords, from 0
+};
+
 struct CreateIteratorRecord {
     std::string path;
     lomodelapi::IteratorType type;
@@ -89,10 +102,28 @@ struct DroppedRecords {
     std::uint64_t invokes = 0;
     std::uint64_t createIterators = 0;
     std::uint64_t destroyIterators = 0;
+    std::uint64_t writes = 0;
 };
+
+// The values of the kept writes together take at most this many bytes (as
+// sizeOf in input_limits.h counts them): beyond it the oldest writes go, and
+// are counted as dropped, so that a client writing large vectors cannot fill
+// the memory with its records.
+constexpr std::size_t kMaxWriteRecordBytes = std::size_t{64} << 20;
 
 class CallRecords {
 public:
+    // The records of some kinds from a sequence on, taken at one moment, and the
+    // sequence the next record of each kind gets.
+    struct Since {
+        std::vector<ConnectRecord> connects;
+        std::vector<InvokeRecord> invokes;
+        std::vector<WriteRecord> writes;
+        std::uint64_t nextConnect = 0;
+        std::uint64_t nextInvoke = 0;
+        std::uint64_t nextWrite = 0;
+    };
+
     // Keeps at most perKind records of each kind from now on (at least 1),
     // dropping the oldest. Unbounded until called: a test reads back every
     // call it made, while a long-running service bounds what it keeps.
@@ -102,6 +133,10 @@ public:
     std::vector<ConnectRecord> connects() const;
     std::vector<DisconnectRecord> disconnects() const;
     std::vector<InvokeRecord> invokes() const;
+    std::vector<WriteRecord> writes() const;
+    // Those at or after each sequence (the dropped ones skipped); a sequence
+    // beyond the records (they were cleared since) reads from the first kept.
+    Since recordsSince(std::uint64_t connect, std::uint64_t invoke, std::uint64_t write) const;
     std::vector<CreateIteratorRecord> createIterators() const;
     std::vector<TableIteratorObject*> destroyIterators() const;
     int connectedObservers(const std::string& path) const;

@@ -35,6 +35,7 @@ public:
     std::vector<Row> rows(const std::string& table) override;
     void setRows(const std::string& table, const std::vector<Row>& rows) override;
     void loadModel(const std::string& file) override;
+    void loadModelText(const std::string& text, const std::string& name) override;
     void flush() override;
 
     void failNextConnects(const std::string& path, int count, int status) override;
@@ -57,6 +58,8 @@ public:
 
     std::vector<ClientConnect> connects() override;
     std::vector<InvokeRecord> invokes() override;
+    std::vector<WriteRecord> writes() override;
+    NewRecords recordsSince(const RecordCursor& cursor) override;
     DroppedRecords droppedRecords() override;
     void clearRecords() override;
     // Sleeps until the model records something (ModelControl::waitForChange), then looks again.

@@ -83,6 +83,7 @@ struct LoadedModel {
     Responder ownResponder(const std::string& actionPath) const;
 };
 
+// A text of more than 4 MiB is a ModelFileError, as a file's.
 ModelDescription parseModelText(const std::string& text, const std::string& sourceName);
 // An unreadable file is a ModelFileError too, and so is anything but a regular
 // file of at most 4 MiB.

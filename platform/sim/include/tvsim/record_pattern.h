@@ -1,5 +1,6 @@
-// A pattern for what a client asked of the TV: a connect to a path, or an
-// invoke of an action with its arguments matched by position. Scripts and
+// A pattern for what a client asked of the TV: a connect to a path, an invoke
+// of an action with its arguments matched by position, or a write of a value
+// (matched at position 0 against the value's text form, valueText). Scripts and
 // tests wait on one (TvControl::waitForRecord) instead of polling the records.
 #pragma once
 
@@ -27,19 +28,25 @@ struct ArgumentMatcher {
 };
 
 struct RecordPattern {
-    enum class Kind { Connect, Invoke };
+    enum class Kind { Connect, Invoke, Write };
 
     Kind kind = Kind::Invoke;
     std::string path;
-    std::vector<ArgumentMatcher> arguments;  // Invoke only; an argument the pattern names nothing of may be anything
+    // Invoke: an argument the pattern names nothing of may be anything. Write: at most one, at position 0,
+    // for the written value; none: any value.
+    std::vector<ArgumentMatcher> arguments;
 };
 
 // "exact", "any", "regex" and back; nullopt for another word.
 const char* argumentMatcherName(ArgumentMatcher::Kind kind);
 std::optional<ArgumentMatcher::Kind> argumentMatcherKind(const std::string& name);
-// "connect", "invoke" and back.
+// "connect", "invoke", "write" and back.
 const char* recordKindName(RecordPattern::Kind kind);
 std::optional<RecordPattern::Kind> recordKind(const std::string& name);
+
+// The text a write's matcher meets: an integer in decimal, a string as itself,
+// a vector as its JSON text ([1,2], ["a","b"]).
+std::string valueText(const ModelValue& value);
 
 // A matcher's text (a value or an expression) is as long as an invoke's arguments may be. A pattern names at
 // most kMaxArgumentPosition + 1 positions, each once.
@@ -66,6 +73,8 @@ public:
     // position 3"); nullopt when it matches.
     std::optional<std::string> mismatch(const ClientConnect& connect) const;
     std::optional<std::string> mismatch(const InvokeRecord& invoke) const;
+    // "value: '3' is not '30'" and the like.
+    std::optional<std::string> mismatch(const WriteRecord& write) const;
 
 private:
     class Expression;
@@ -73,6 +82,8 @@ private:
 
     std::optional<std::string> argumentMismatch(std::size_t index,
                                                 const std::vector<lomodelapi::Argument>& arguments) const;
+    // The matcher's verdict on a value, the phrase starting with `at` ("position 2", "value").
+    std::optional<std::string> textMismatch(std::size_t index, const std::string& at, const std::string& value) const;
 
     const RecordPattern& m_pattern;
     std::vector<std::unique_ptr<Expression>> m_expressions;  // by matcher; null but for a regex

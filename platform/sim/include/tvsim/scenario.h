@@ -138,5 +138,8 @@ constexpr std::chrono::milliseconds kMaxScenarioTimeLimit{600000};
 // "fail-connects" ... and back; nullopt for another word.
 const char* scenarioFaultName(ScenarioFaultKind kind);
 std::optional<ScenarioFaultKind> scenarioFaultKind(const std::string& name);
+// Whether the fault takes a count (how many operations fail) and a status (what they answer).
+bool scenarioFaultHasCount(ScenarioFaultKind kind);
+bool scenarioFaultHasStatus(ScenarioFaultKind kind);
 
 }  // namespace tvsim

@@ -26,6 +26,23 @@ struct ClientConnect {
     std::string client;  // the TV service's name for the client's connection; "" in process
     int status = 0;
     bool object = false;  // whether an object was handed out
+    std::chrono::steady_clock::time_point at{};
+    std::uint64_t sequence = 0;  // as ConnectRecord::sequence
+};
+
+// Where a reader of the records got to: the next sequence of each kind it has not seen.
+struct RecordCursor {
+    std::uint64_t connects = 0;
+    std::uint64_t invokes = 0;
+    std::uint64_t writes = 0;
+};
+
+// The records a reader has not seen yet, and where it gets to with them.
+struct NewRecords {
+    std::vector<ClientConnect> connects;
+    std::vector<InvokeRecord> invokes;
+    std::vector<WriteRecord> writes;
+    RecordCursor next;  // the cursor to pass next time
 };
 
 // What a source-switch responder holds now.
@@ -47,6 +64,7 @@ struct RecordWait {
     bool found = false;
     std::vector<ClientConnect> connects;
     std::vector<InvokeRecord> invokes;
+    std::vector<WriteRecord> writes;
     std::vector<std::string> reasons;
 };
 
@@ -74,6 +92,8 @@ public:
     virtual void setRows(const std::string& table, const std::vector<Row>& rows) = 0;  // a cell per column
     // Adds a model file's objects; its actions answer as it says again. BadModelFile when it does not load.
     virtual void loadModel(const std::string& file) = 0;
+    // As loadModel, from a model file's text; `name` stands for the file in its errors.
+    virtual void loadModelText(const std::string& text, const std::string& name) = 0;
     virtual void flush() = 0;  // until every notification queued so far is delivered
 
     // ---- Faults (FaultInjection says what each does and refuses) ----
@@ -103,6 +123,10 @@ public:
     // ---- What clients asked ----
     virtual std::vector<ClientConnect> connects() = 0;
     virtual std::vector<InvokeRecord> invokes() = 0;
+    virtual std::vector<WriteRecord> writes() = 0;
+    // The records of each kind at or after the cursor's sequence (those dropped meanwhile are skipped), oldest
+    // first. LocalTvControl copies only those; over the bus it is worked out from the whole lists.
+    virtual NewRecords recordsSince(const RecordCursor& cursor) = 0;
     // What went to keep within the records' limit (CallRecords::limitRecords).
     virtual DroppedRecords droppedRecords() = 0;
     virtual void clearRecords() = 0;
