@@ -36,12 +36,11 @@ constexpr int kStepGapMs = 10;  // far more than a step and a plain Set take tog
 std::string scenarioText(int first) {
     nlohmann::json steps = nlohmann::json::array();
     for (int step = 0; step < kStepsPerPlay; ++step) {
-        steps.push_back({{"at-ms", kFirstStepMs + step * kStepGapMs},
-                         {"set-value", {{"path", kVolume}, {"value", first + step}}}});
+        steps.push_back(
+            {{"at-ms", kFirstStepMs + step * kStepGapMs}, {"set-value", {{"path", kVolume}, {"value", first + step}}}});
     }
-    return nlohmann::json{{"name", "volume steps"},
-                          {"time-limit-ms", kFirstStepMs + kStepsPerPlay * kStepGapMs + 1000},
-                          {"steps", steps}}
+    return nlohmann::json{
+        {"name", "volume steps"}, {"time-limit-ms", kFirstStepMs + kStepsPerPlay * kStepGapMs + 1000}, {"steps", steps}}
         .dump();
 }
 

@@ -90,13 +90,15 @@ private:
     Arrivals& m_arrivals;
 };
 
-inline // Control.Set from the connection, sent without waiting for its reply, as the platform's own change would come.
-bool sendSet(tvsimd_test::BusClient& control, const char* path, int value) {
+inline  // Control.Set from the connection, sent without waiting for its reply, as the platform's own change would come.
+    bool
+    sendSet(tvsimd_test::BusClient& control, const char* path, int value) {
     sd_bus_message* set = nullptr;
-    const bool sent = sd_bus_message_new_method_call(control.bus(), &set, tvsimd_test::kService, tvsimd_test::kControlPath,
-                                                     "io.sysaccess.TvSim.Control", "Set") >= 0 &&
-                      sd_bus_message_append(set, "sv", path, "i", value) >= 0 &&
-                      sd_bus_message_set_expect_reply(set, 0) >= 0 && sd_bus_send(control.bus(), set, nullptr) >= 0;
+    const bool sent =
+        sd_bus_message_new_method_call(control.bus(), &set, tvsimd_test::kService, tvsimd_test::kControlPath,
+                                       "io.sysaccess.TvSim.Control", "Set") >= 0 &&
+        sd_bus_message_append(set, "sv", path, "i", value) >= 0 && sd_bus_message_set_expect_reply(set, 0) >= 0 &&
+        sd_bus_send(control.bus(), set, nullptr) >= 0;
     sd_bus_message_unref(set);
     return sent;
 }

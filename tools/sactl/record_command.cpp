@@ -36,6 +36,7 @@ void record(const GlobalOptions& options, const RecordOptions& recordOptions) {
                                                      std::chrono::duration<double>(recordOptions.forSeconds));
     // SIGINT or SIGTERM ends the recording as the command's end does.
     run->runUntil(deadline, false, !recordOptions.command.empty());
+    const std::optional<int> status = run->commandStatus();  // when it ended by itself
     run->stopCommand();
     const std::string text = run->stopRecording();
     const tvsim::Scenario scenario = tvsim::parseScenarioText(text, "the recording", folderOf(recordOptions.out));
@@ -46,7 +47,6 @@ void record(const GlobalOptions& options, const RecordOptions& recordOptions) {
                 {{"out", recordOptions.out},
                  {"steps", scenario.steps.size()},
                  {"expectations", scenario.expectations.size()}});
-    const std::optional<int> status = run->commandStatus();
     if (status && *status != 0) {
         throw CommandError("the command ended with status " + std::to_string(*status) + " (the recording is written)");
     }
