@@ -108,8 +108,8 @@ std::vector<lomodelapi::Argument> resultsFromJson(const Node& node) {
     for (const auto& [key, value] : node.members()) {
         std::int8_t position = 0;
         if (!parseArgumentPosition(key, position)) {
-            value.fail("a result position is a number from 0 to " + std::to_string(kMaxArgumentPosition) +
-                       ", not " + jsonQuoted(key));
+            value.fail("a result position is a number from 0 to " + std::to_string(kMaxArgumentPosition) + ", not " +
+                       jsonQuoted(key));
         }
         add(position, value);
     }
