@@ -23,6 +23,8 @@ constexpr const char* kErrorOutOfRange = "io.sysaccess.TvSim.Error.OutOfRange";
 constexpr const char* kErrorInvalidArgument = "io.sysaccess.TvSim.Error.InvalidArgument";
 constexpr const char* kErrorBadModelFile = "io.sysaccess.TvSim.Error.BadModelFile";
 constexpr const char* kErrorUnknownConnection = "io.sysaccess.TvSim.Error.UnknownConnection";
+// A scenario play or recording is in progress: the service runs one at a time.
+constexpr const char* kErrorBusy = "io.sysaccess.TvSim.Error.Busy";
 
 class BusError : public std::runtime_error {
 public:

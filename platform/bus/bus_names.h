@@ -16,6 +16,7 @@ constexpr const char* kFaultsInterface = "io.sysaccess.TvSim.Control.Faults";   
 constexpr const char* kRespondersInterface = "io.sysaccess.TvSim.Control.Responders";  // how actions answer
 constexpr const char* kRecordsInterface = "io.sysaccess.TvSim.Control.Records";        // what clients asked
 constexpr const char* kPlatformInterface = "io.sysaccess.TvSim.Platform";              // the root interface
+constexpr const char* kScenarioInterface = "io.sysaccess.TvSim.Scenario";              // plays and recordings
 
 // On the model objects and iterators.
 constexpr const char* kObjectInterface = "io.sysaccess.TvSim.Object";

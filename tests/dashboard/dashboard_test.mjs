@@ -1,7 +1,7 @@
 // The dashboard in a real headless chromium against a real tvsimd, which
 // serves on a private dbus-daemon of its own (--private-bus). sactl, a client
-// of the library that TVSIM_BUS points at the service, changes the TV; the
-// page must show it.
+// of the library that TVSIM_BUS points at the service, changes the TV, and
+// busctl plays a scenario; the page must show it.
 //   node dashboard_test.mjs TVSIMD SACTL SCREENSHOT
 // Exit 0: passed; 77: chromium cannot start here (skipped); anything else: failed.
 import {spawn, execFile} from 'node:child_process';
@@ -64,6 +64,12 @@ function loadBigModel(address, count) {
   writeFileSync(file, JSON.stringify({name: 'load', values}));
   return run('busctl', [`--address=${address}`, 'call', 'io.sysaccess.TvSim', '/io/sysaccess/TvSim',
                         'io.sysaccess.TvSim.Control', 'LoadModel', 's', file], {timeout: 10000});
+}
+
+// Scenario.Play of the scenario, as busctl (a peer that leaves at once: the play runs on to its time limit).
+function playScenario(address, scenario) {
+  return run('busctl', [`--address=${address}`, 'call', 'io.sysaccess.TvSim', '/io/sysaccess/TvSim',
+                        'io.sysaccess.TvSim.Scenario', 'Play', 'ss', JSON.stringify(scenario), ''], {timeout: 10000});
 }
 
 // 200 changes a second for two seconds through the page's own API; the page's longest frame meanwhile.
@@ -154,6 +160,17 @@ async function main() {
     await page.waitForFunction(() => document.getElementById('holder-video').textContent === 'web engine' &&
                                document.getElementById('holder-audio').textContent === 'web engine', {timeout: 1000});
     assert.equal(await text(page, '#holder-psi'), 'system');
+
+    // A scenario's progress: its name, then an expectation a client's connect meets.
+    await playScenario(tv.address, {name: 'page check', 'time-limit-ms': 60000, expectations: [
+      {connect: {path: kVolume}}, {connect: {path: 'orvik.sl2.table.channels'}}]});
+    const summary = (expected) => page.waitForFunction((shown) =>
+      document.getElementById('scenario-summary').textContent === shown, {timeout: 2000}, expected);
+    await summary('playing: 0 of 0 steps done, 0 of 2 expectations met, 2 pending');
+    assert.equal(await text(page, '#scenario-name'), 'page check');
+    assert.equal((await sactl(tv.address, 'get', kVolume)).code, 0);
+    await summary('playing: 0 of 0 steps done, 1 of 2 expectations met, 1 pending');
+    assert.match(await text(page, '#scenario-entries tbody tr:nth-child(1) td:nth-child(2)'), /^met/);
 
     await page.screenshot({path: screenshotPath, fullPage: true});
     console.log(`screenshot: ${screenshotPath}`);

@@ -1,5 +1,7 @@
 #include "bus_processes.h"
 
+#include <bus_names.h>
+
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -192,6 +194,12 @@ sd_bus_message* BusClient::call(const char* path, const char* interface, const c
     sd_bus_error_free(&error);
     sd_bus_message_unref(request);
     return reply;
+}
+
+void BusClient::watchServiceOwner() {
+    if (sd_bus_add_match(m_bus, nullptr, tvsim::bus::kServiceOwnerMatch, &BusClient::onSignal, this) < 0) {
+        throw std::runtime_error("cannot watch the service's owner");
+    }
 }
 
 std::uint64_t BusClient::connect(const char* path, int* status) {

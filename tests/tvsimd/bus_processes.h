@@ -95,6 +95,8 @@ public:
     sd_bus_message* call(const char* path, const char* interface, const char* member, const char* types, ...);
     const std::string& errorName() const { return m_errorName; }
     const std::string& errorMessage() const { return m_errorMessage; }
+    // Takes the bus driver's NameOwnerChanged of io.sysaccess.TvSim among the signals too.
+    void watchServiceOwner();
     // Platform.Connect: the connection id, 0 when refused, and the status it answered.
     std::uint64_t connect(const char* path, int* status = nullptr);
     // Queues `count` calls that expect no reply, each with what append adds; a later call's reply follows them.

@@ -5,6 +5,7 @@
 
 #include <tv_control_proxy.h>
 #include <tvsim/input_limits.h>
+#include <tvsim/scenario_report.h>
 #include <value_codec.h>
 
 #include <gtest/gtest.h>
@@ -31,6 +32,7 @@ constexpr const char* kResponders = "io.sysaccess.TvSim.Control.Responders";
 constexpr const char* kRecords = "io.sysaccess.TvSim.Control.Records";
 constexpr const char* kPlatform = "io.sysaccess.TvSim.Platform";
 constexpr const char* kAction = "io.sysaccess.TvSim.Action";
+constexpr const char* kScenario = "io.sysaccess.TvSim.Scenario";
 constexpr const char* kVolume = "orvik.sl2.i32.audio.volume";
 constexpr const char* kVolumeObject = "/io/sysaccess/TvSim/model/orvik/sl2/i32/audio/volume";
 constexpr const char* kSwitch = "orvik.sl2.action.source.switch";
@@ -462,6 +464,60 @@ TEST_F(TvsimdTest, RecordWaitsAreBoundedHoldUpNoCallAndEndWithTheirClient) {
          ++attempt) {
     }
     EXPECT_FALSE(tv.waitForRecord(nowhere, milliseconds(1)).found);
+}
+
+// A play over the bus: the platform-away step lets the connected client see the service go and come back
+// (its connection ended), the client's connects meet the expectations, and Wait answers with the report once
+// the starter tells the client ended. One play at a time, at most 16 waits on it; only its starter may end it.
+TEST(TvsimdScenario, APlayMeetsAClientsRequestsAcrossPlatformAwayAndBelongsToItsStarter) {
+    PrivateDbusDaemon bus;
+    Tvsimd tvsimd(bus.address(), {"--log-level", "info"}, true);
+    ASSERT_TRUE(tvsimd.ready());
+    BusClient starter(bus.address());
+    BusClient other(bus.address());
+    BusClient watcher(bus.address());
+    watcher.watchServiceOwner();
+    const std::string text = R"({"name": "away and back", "steps": [
+        {"id": "away", "after": "watched", "platform-away": {"for-ms": 200}}], "expectations": [
+        {"id": "watched", "connect": {"path": "orvik.sl2.i32.audio.volume"}},
+        {"connect": {"path": "orvik.sl2.i32.audio.volume"}, "window": {"after": "away"}}]})";
+    ASSERT_TRUE(Message(starter.call(kControlPath, kScenario, "Play", "ss", text.c_str(), "")))
+        << starter.errorMessage();
+    EXPECT_FALSE(Message(other.call(kControlPath, kScenario, "Play", "ss", text.c_str(), "")));
+    EXPECT_EQ(other.errorName(), "io.sysaccess.TvSim.Error.Busy");
+    EXPECT_FALSE(Message(other.call(kControlPath, kScenario, "Stop", nullptr)));
+    EXPECT_EQ(other.errorName(), "org.freedesktop.DBus.Error.AccessDenied");
+    other.sendAll(16, kControlPath, kScenario, "Wait",
+                  [](sd_bus_message* wait) { sd_bus_message_append(wait, "u", 60000U); });
+    EXPECT_FALSE(Message(other.call(kControlPath, kScenario, "Wait", "u", 60000U)));
+    EXPECT_EQ(other.errorName(), "org.freedesktop.DBus.Error.LimitsExceeded");
+
+    ASSERT_NE(watcher.connect(kVolume), 0u);
+    ASSERT_TRUE(watcher.waitForSignals(2));
+    std::vector<bool> owned;
+    for (const Signal& signal : watcher.signals()) {
+        const char* name = nullptr;
+        const char* oldOwner = nullptr;
+        const char* newOwner = nullptr;
+        sd_bus_message_read(signal.message, "sss", &name, &oldOwner, &newOwner);
+        owned.push_back(*newOwner != '\0');
+    }
+    EXPECT_EQ(owned, (std::vector<bool>{false, true}));
+    EXPECT_EQ(observersOf(other, kVolume), 0) << "the connection outlived the service's leaving";
+    ASSERT_NE(watcher.connect(kVolume), 0u);
+
+    ASSERT_TRUE(Message(starter.call(kControlPath, kScenario, "ClientEnded", "i", 0)));
+    const Message waited(starter.call(kControlPath, kScenario, "Wait", "u", 5000U));
+    int finished = 0;
+    const char* json = "";
+    ASSERT_GE(sd_bus_message_read(waited.get(), "bs", &finished, &json), 0) << starter.errorMessage();
+    EXPECT_TRUE(finished);
+    const tvsim::ScenarioReport report = tvsim::parseReportJson(json);
+    EXPECT_EQ(report.exitCode(), 0) << tvsim::reportText(report);
+    std::string line;
+    while (!(line = tvsimd.process().readLine()).empty() && line.rfind("tvsimd: scenario", 0) != 0) {
+    }
+    EXPECT_EQ(line, "tvsimd: scenario 'away and back' finished with exit code 0");
 }
 
 // A daemon whose bus went away ends with status 1 instead of serving nobody.

@@ -95,13 +95,14 @@ int serve(const Options& options) {
         reference == nullptr || reference->getObject() == nullptr) {
         throw std::runtime_error("the simulator offers no root interface");
     }
-    tvsimd::Service service(simulator, *static_cast<RootInterface*>(reference->getObject()), std::move(model));
+    tvsimd::Service service(simulator, *static_cast<RootInterface*>(reference->getObject()), std::move(model),
+                            options.modelFile);
     service.open(address);
     // After the service, so that it stops serving before the service goes.
     std::optional<tvsimd::DashboardServer> dashboard;
     if (!options.http.empty()) {
-        dashboard.emplace(simulator, service.control(), tvsimd::parseHttpEndpoint(options.http),
-                          options.httpAllowRemote);
+        dashboard.emplace(simulator, service.localControl(), service.control(), service.scenarioSnapshot(),
+                          tvsimd::parseHttpEndpoint(options.http), options.httpAllowRemote);
     }
     if (privateBus) {
         std::cout << "export DBUS_SESSION_BUS_ADDRESS=" << shellQuoted(address) << "\n";

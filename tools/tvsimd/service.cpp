@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <filesystem>
 #include <stdexcept>
 #include <system_error>
 
@@ -26,16 +27,30 @@ int require(int result, const std::string& what) {
     return result;
 }
 
+// The TV a recorded scenario starts with: the model file the service was started with, wherever the
+// scenario is written, or the default TV.
+tvsim::ScenarioTv recordedTv(const std::string& modelFile) {
+    tvsim::ScenarioTv tv;
+    if (!modelFile.empty()) {
+        tv.kind = tvsim::ScenarioTv::Kind::File;
+        tv.file = std::filesystem::absolute(modelFile).lexically_normal().string();
+    }
+    return tv;
+}
+
 }  // namespace
 
-Service::Service(tvsim::Simulator& simulator, RootInterface& root, tvsim::LoadedModel model)
+Service::Service(tvsim::Simulator& simulator, RootInterface& root, tvsim::LoadedModel model,
+                 const std::string& modelFile)
     : m_flusher(simulator, m_queue),
       m_clients(root, m_queue),
       m_delivery(m_queue, m_clients),
       m_control(simulator, std::move(model)),
-      m_recordWaits(simulator, m_control, &replyRecordWait),
-      m_controlParts{m_control, m_flusher, m_delivery},
-      m_recordsParts{simulator, m_control, m_delivery, m_recordWaits},
+      m_journal(m_control),
+      m_recordWaits(simulator, m_journal, &replyRecordWait),
+      m_scenarios(simulator, m_journal, *this, m_snapshot, recordedTv(modelFile)),
+      m_controlParts{m_journal, m_flusher, m_delivery},
+      m_recordsParts{simulator, m_journal, m_delivery, m_recordWaits},
       m_clientParts{simulator, m_clients, m_delivery} {}
 
 Service::~Service() {
@@ -66,6 +81,7 @@ void Service::open(const std::string& address) {
     require(sd_event_add_io(m_event, nullptr, m_queue.fd(), EPOLLIN, &Service::onQueue, this),
             "cannot watch the notification queue");
     m_recordWaits.attach(m_event);
+    m_scenarios.attach(m_event);
     require(sd_event_add_signal(m_event, nullptr, SIGINT, nullptr, nullptr), "cannot handle SIGINT");
     require(sd_event_add_signal(m_event, nullptr, SIGTERM, nullptr, nullptr), "cannot handle SIGTERM");
     require(
@@ -73,12 +89,13 @@ void Service::open(const std::string& address) {
                             tvsim::bus::kBusDriverInterface, "NameOwnerChanged", &Service::onNameOwnerChanged, this),
         "cannot watch clients leave");
     addControlInterface(m_bus, m_controlParts);
-    addFaultsInterface(m_bus, m_control);
-    addRespondersInterface(m_bus, m_control);
+    addFaultsInterface(m_bus, m_journal);
+    addRespondersInterface(m_bus, m_journal);
     addRecordsInterface(m_bus, m_recordsParts);
     addPlatformInterface(m_bus, m_clientParts);
     addModelObjectInterfaces(m_bus, m_clientParts);
     addIteratorInterface(m_bus, m_clientParts);
+    addScenarioInterface(m_bus, m_scenarios);
     require(sd_bus_add_object_manager(m_bus, nullptr, kControlPath), "cannot add the object manager");
     const int named = sd_bus_request_name(m_bus, kServiceName, 0);
     if (named == -EEXIST) {
@@ -97,6 +114,19 @@ int Service::run() {
     sd_bus_flush(m_bus);
     logLine(kLogInfo, "released " + std::string(kServiceName));
     return 0;
+}
+
+void Service::leaveBus() {
+    m_delivery.everyClientLeft();
+    require(sd_bus_release_name(m_bus, kServiceName), std::string("cannot release ") + kServiceName);
+}
+
+void Service::returnToBus() {
+    // Queued behind a peer that took the name meanwhile: the service has it again once that peer lets go.
+    if (require(sd_bus_request_name(m_bus, kServiceName, SD_BUS_NAME_QUEUE),
+                "cannot own " + std::string(kServiceName)) == 0) {
+        logLine(kLogError, "another peer took " + std::string(kServiceName) + "; tvsimd waits in the queue for it");
+    }
 }
 
 int Service::onQueue(sd_event_source*, int, std::uint32_t, void* service) {
@@ -118,6 +148,7 @@ int Service::onNameOwnerChanged(sd_bus_message* message, void* service, sd_bus_e
         logLine(kLogTrace, std::string("client ") + name + " left");
         static_cast<Service*>(service)->m_delivery.clientLeft(name);
         static_cast<Service*>(service)->m_recordWaits.clientLeft(name);
+        static_cast<Service*>(service)->m_scenarios.clientLeft(name);
     }
     return 0;
 }

@@ -8,6 +8,7 @@
 #include "delivery.h"
 #include "flush_worker.h"
 #include "record_waits.h"
+#include "scenario_runs.h"
 
 #include <tvsim/call_records.h>
 #include <tvsim/simulator.h>

@@ -23,5 +23,6 @@ void addValueInterface(sd_bus* bus, ClientParts& parts);
 void addActionInterface(sd_bus* bus, ClientParts& parts);
 void addTableInterface(sd_bus* bus, ClientParts& parts);
 void addIteratorInterface(sd_bus* bus, ClientParts& parts);
+void addScenarioInterface(sd_bus* bus, ScenarioRuns& runs);
 
 }  // namespace tvsimd

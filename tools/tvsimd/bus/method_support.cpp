@@ -70,6 +70,13 @@ int replyEmpty(sd_bus_message* call) {
     return reply(call, [](sd_bus_message*) {});
 }
 
+int replyText(sd_bus_message* call, const char* what, const std::string& text) {
+    ReplyArraySize(what).add(text.size());
+    return reply(call, [&](sd_bus_message* answer) {
+        check(sd_bus_message_append_basic(answer, 's', text.c_str()), "append text");
+    });
+}
+
 int replyStatus(sd_bus_message* call, int status) {
     return reply(call, [status](sd_bus_message* answer) {
         check(sd_bus_message_append_basic(answer, 'i', &status), "append status");

@@ -50,6 +50,8 @@ private:
     std::size_t m_count = 0;
 };
 int replyEmpty(sd_bus_message* call);
+// Replies one string, `what` (for the error): LimitsExceeded instead when it does not fit one message.
+int replyText(sd_bus_message* call, const char* what, const std::string& text);
 int replyStatus(sd_bus_message* call, int status);
 
 // The type of the object at the path; OBJECT_TYPE_NONE when there is none.

@@ -193,6 +193,17 @@ void Delivery::clientLeft(const std::string& client) {
     forget(client);
 }
 
+void Delivery::everyClientLeft() {
+    m_busThread.require("Delivery");
+    m_clients.dropAll();
+    for (const std::string& client : m_queue.waitingClients("")) {
+        forget(client);
+    }
+    while (!m_windows.empty()) {
+        forget(std::string(m_windows.begin()->first));  // a copy: forget erases the key
+    }
+}
+
 void Delivery::forget(const std::string& client) {
     // After dropClient: no observer of the client is left to post for it.
     m_queue.forget(client);

@@ -73,6 +73,8 @@ public:
 
     // The client left the bus: what it held is given back, what waits for it discarded.
     void clientLeft(const std::string& client);
+    // As clientLeft for every client: the service leaves the bus, and each client that comes back connects anew.
+    void everyClientLeft();
     // Stops every ping; before the bus goes.
     void stop();
 

@@ -111,9 +111,10 @@ HttpEndpoint parseHttpEndpoint(const std::string& text) {
     return endpoint;
 }
 
-DashboardServer::DashboardServer(const tvsim::Simulator& simulator, tvsim::LocalTvControl& control,
+DashboardServer::DashboardServer(const tvsim::Simulator& simulator, tvsim::LocalTvControl& local,
+                                 tvsim::TvControl& control, const ScenarioSnapshot& scenario,
                                  const HttpEndpoint& endpoint, bool allowRemote)
-    : m_reader(simulator, control), m_commands(control), m_token(makeToken()) {
+    : m_reader(simulator, local, scenario), m_commands(control), m_token(makeToken()) {
     if (isWildcard(endpoint.host)) {
         throw std::runtime_error("--http needs the address clients use (the Host header must name it), not '" +
                                  endpoint.host + "'");

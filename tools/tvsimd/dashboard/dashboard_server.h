@@ -18,6 +18,7 @@
 #include "feed.h"
 #include "picture.h"
 #include "sampler.h"
+#include "scenario_snapshot.h"
 
 #include <tvsim/local_tv_control.h>
 #include <tvsim/simulator.h>
@@ -49,9 +50,10 @@ class DashboardServer {
 public:
     // Binds and starts serving. Throws std::runtime_error with one line when the address is not loopback and
     // remote clients are not allowed, or it cannot bind (a port another process listens on among them).
-    // The dashboard reads the TV through the simulator and changes it through the control only.
-    DashboardServer(const tvsim::Simulator& simulator, tvsim::LocalTvControl& control, const HttpEndpoint& endpoint,
-                    bool allowRemote);
+    // The dashboard reads the TV through the simulator (and the replies chosen through `local`), changes it
+    // through `control` only, and shows the scenario report the bus thread publishes.
+    DashboardServer(const tvsim::Simulator& simulator, tvsim::LocalTvControl& local, tvsim::TvControl& control,
+                    const ScenarioSnapshot& scenario, const HttpEndpoint& endpoint, bool allowRemote);
     ~DashboardServer();  // ends the event streams and every connection at once, joins its threads
 
     DashboardServer(const DashboardServer&) = delete;

@@ -1,5 +1,7 @@
 #include "picture.h"
 
+#include "scenario_view.h"
+
 #include <tvsim/model_file.h>
 #include <tvsim/model_value_json.h>
 
@@ -151,20 +153,20 @@ void replacePart(json& changes, const char* name, json& part, json now) {
 
 }  // namespace
 
-TvReader::TvReader(const tvsim::Simulator& simulator, tvsim::LocalTvControl& control)
-    : m_simulator(simulator), m_control(control) {}
+TvReader::TvReader(const tvsim::Simulator& simulator, tvsim::LocalTvControl& control, const ScenarioSnapshot& scenario)
+    : m_simulator(simulator), m_control(control), m_scenario(scenario) {}
 
 json TvReader::update(TvPicture& picture) const {
-    const std::uint64_t generation = m_simulator.generation();
-    if (picture.generation == generation) {
-        return nullptr;
-    }
     json changes = json::object();
-    const bool tablesChanged = updateObjects(picture, changes);
-    replacePart(changes, "faults", picture.faults, faultsJson(m_simulator));
-    updateRequests(picture, changes);
-    replacePart(changes, "panel", picture.panel, readPanel(picture, tablesChanged));
-    picture.generation = generation;
+    const std::uint64_t generation = m_simulator.generation();
+    if (picture.generation != generation) {
+        const bool tablesChanged = updateObjects(picture, changes);
+        replacePart(changes, "faults", picture.faults, faultsJson(m_simulator));
+        updateRequests(picture, changes);
+        replacePart(changes, "panel", picture.panel, readPanel(picture, tablesChanged));
+        picture.generation = generation;
+    }
+    updateScenario(picture, changes);
     if (changes.empty()) {
         return nullptr;
     }
@@ -309,6 +311,15 @@ json TvReader::readPanel(const TvPicture& picture, bool tablesChanged) const {
     return panel;
 }
 
+void TvReader::updateScenario(TvPicture& picture, json& changes) const {
+    const auto [published, report] = m_scenario.latest();
+    if (published == picture.scenarioPublished) {
+        return;
+    }
+    picture.scenarioPublished = published;
+    replacePart(changes, "scenario", picture.scenario, report == nullptr ? json(nullptr) : scenarioView(*report));
+}
+
 json wholePicture(const TvPicture& picture) {
     return {{"panel", picture.panel},
             {"values", picture.values},
@@ -317,7 +328,8 @@ json wholePicture(const TvPicture& picture) {
             {"faults", picture.faults},
             {"requests", picture.requests},
             {"requestCount", picture.requestCount},
-            {"requestsDropped", picture.requestsDropped}};
+            {"requestsDropped", picture.requestsDropped},
+            {"scenario", picture.scenario}};
 }
 
 std::string jsonText(const json& json) {

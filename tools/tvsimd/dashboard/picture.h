@@ -5,6 +5,8 @@
 // thread.
 #pragma once
 
+#include "scenario_snapshot.h"
+
 #include <tvsim/local_tv_control.h>
 
 #include <nlohmann/json.hpp>
@@ -31,6 +33,8 @@ struct TvPicture {
     std::uint64_t requestCount = 0;                     // invokes recorded, the dropped ones included
     std::uint64_t requestsDropped = 0;                  // the oldest, dropped to keep within the records' limit
     std::vector<nlohmann::json> requests;               // the last kMaxRequests of them, oldest first
+    std::uint64_t scenarioPublished = 0;                // the scenario snapshot's count of reports when read
+    nlohmann::json scenario;                            // scenarioView of its report; null before the first play
 };
 
 // The request log the page gets is the tail of the simulator's invoke records.
@@ -42,12 +46,13 @@ constexpr std::size_t kMaxShownValueBytes = 4096;
 class TvReader {
 public:
     // The panel shows the state of the model's source-switch action, when it has one.
-    TvReader(const tvsim::Simulator& simulator, tvsim::LocalTvControl& control);
+    TvReader(const tvsim::Simulator& simulator, tvsim::LocalTvControl& control, const ScenarioSnapshot& scenario);
 
     // Brings the picture up to date: nothing is read while the simulator's generation stands still, and
-    // only the values and tables whose stamps moved are read again. Answers what differs: changed or added
-    // values (removed ones as null), whole parts that differ, request log entries that are new or changed
-    // (all of them, with "requestsReset", once records were cleared); null when nothing differs.
+    // only the values and tables whose stamps moved are read again (the scenario only when a report was
+    // published). Answers what differs: changed or added values (removed ones as null), whole parts that
+    // differ, request log entries that are new or changed (all of them, with "requestsReset", once records
+    // were cleared); null when nothing differs.
     nlohmann::json update(TvPicture& picture) const;
 
 private:
@@ -55,9 +60,11 @@ private:
     bool updateObjects(TvPicture& picture, nlohmann::json& changes) const;
     void updateRequests(TvPicture& picture, nlohmann::json& changes) const;
     nlohmann::json readPanel(const TvPicture& picture, bool tablesChanged) const;
+    void updateScenario(TvPicture& picture, nlohmann::json& changes) const;
 
     const tvsim::Simulator& m_simulator;
     tvsim::LocalTvControl& m_control;
+    const ScenarioSnapshot& m_scenario;
     const std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
 };
 

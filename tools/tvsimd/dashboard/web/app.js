@@ -11,6 +11,7 @@ const state = {
   actions: {}, tables: {}, faults: {paths: {}, framework: {}}, panel: {},
   requests: new Map(), // index -> entry
   requestCount: 0,
+  scenario: null,      // the play in progress or the last one: its steps and expectations with their states
 };
 let pending = null;    // changes not drawn yet
 let sequence = 0;
@@ -70,7 +71,7 @@ function takePicture(picture) {
   state.requests = new Map(picture.requests.map((entry) => [entry.index, entry]));
   Object.assign(state, {actions: picture.actions, tables: picture.tables, faults: picture.faults,
                         panel: picture.panel, requestCount: picture.requestCount,
-                        requestsDropped: picture.requestsDropped});
+                        requestsDropped: picture.requestsDropped, scenario: picture.scenario});
   pending = null;
   drawAll();
 }
@@ -83,7 +84,7 @@ function merge(change) {
   for (const [path, value] of Object.entries(change.values || {})) pending.values.set(path, value);
   if (change.requestsReset) { pending.requestsReset = true; pending.requests.clear(); }
   for (const entry of change.requests || []) pending.requests.set(entry.index, entry);
-  for (const part of ['panel', 'actions', 'tables', 'faults', 'requestCount', 'requestsDropped']) {
+  for (const part of ['panel', 'actions', 'tables', 'faults', 'requestCount', 'requestsDropped', 'scenario']) {
     if (part in change) pending[part] = change[part];
   }
 }
@@ -98,7 +99,7 @@ function drawPending() {
   }
   if (change.requestsReset) state.requests.clear();
   for (const [index, entry] of change.requests) state.requests.set(index, entry);
-  for (const part of ['panel', 'actions', 'tables', 'faults', 'requestCount', 'requestsDropped']) {
+  for (const part of ['panel', 'actions', 'tables', 'faults', 'requestCount', 'requestsDropped', 'scenario']) {
     if (part in change) state[part] = change[part];
   }
   if (pathsChanged || 'faults' in change) {
@@ -111,10 +112,11 @@ function drawPending() {
   if ('actions' in change) drawActions();
   if ('tables' in change) drawTables();
   if ('faults' in change) drawFaults();
+  if ('scenario' in change) drawScenario();
 }
 
 function drawAll() {
-  drawPanel(false); drawTree(); drawRequests(null); drawActions(); drawTables(); drawFaults();
+  drawPanel(false); drawTree(); drawRequests(null); drawActions(); drawTables(); drawFaults(); drawScenario();
 }
 
 // ---- Drawing ----
@@ -388,6 +390,36 @@ function drawFaults() {
     }
   }
   $('faults-in-force').replaceChildren(list);
+}
+
+function countOf(list, state) {
+  return list.filter((entry) => entry.state === state).length;
+}
+
+// "playing: 1 of 2 steps done, 1 of 3 expectations met, 2 pending", or how the play ended.
+function scenarioSummary(scenario) {
+  const steps = scenario.steps.length - countOf(scenario.steps, 'pending');
+  const expected = scenario.expectations;
+  let summary = `${steps} of ${scenario.steps.length} steps done, ${countOf(expected, 'met')} of ${expected.length} ` +
+    `expectations met, ${countOf(expected, 'pending')} pending`;
+  if (countOf(expected, 'unmet')) summary += `, ${countOf(expected, 'unmet')} unmet`;
+  if (scenario.unexpected.length) summary += `, ${scenario.unexpected.length} unexpected requests`;
+  return scenario.finished ? `finished with exit code ${scenario.exitCode}: ${summary}` : `playing: ${summary}`;
+}
+
+function drawScenario() {
+  const scenario = state.scenario;
+  $('scenario-name').textContent = scenario ? scenario.name : '';
+  setText($('scenario-summary'), scenario ? scenarioSummary(scenario) : 'no scenario played', true);
+  const rows = document.createDocumentFragment();
+  for (const entry of scenario ? [...scenario.steps, ...scenario.expectations] : []) {
+    const row = element('tr');
+    row.appendChild(element('td', 'mono', entry.label));
+    row.appendChild(element('td', `state-${entry.state.replace(' ', '-')}`,
+                            entry.why ? `${entry.state}: ${entry.why}` : entry.state));
+    rows.appendChild(row);
+  }
+  $('scenario-entries').tBodies[0].replaceChildren(rows);
 }
 
 // ---- Controls ----
