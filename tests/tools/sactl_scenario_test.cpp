@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <regex>
@@ -104,8 +103,8 @@ TEST(SactlRecord, ARecordingOfTheClientPlaysBack) {
 
 // SIGTERM to sactl stops the play, the client command and the service it started, and sactl waits for them.
 TEST(SactlPlay, ASignalStopsEveryProcessItStarted) {
-    setenv("TVSIMD", TVSIMD_PATH, 1);
-    tvsimd_test::ChildProcess sactl({SACTL_PATH, "play", kScenarios + "take_switch_release.json", "--", "sh", "-c",
+    tvsimd_test::ChildProcess sactl({"env", std::string("TVSIMD=") + TVSIMD_PATH, SACTL_PATH, "play",
+                                     kScenarios + "take_switch_release.json", "--", "sh", "-c",
                                      "echo \"$$ $TVSIM_BUS\"; exec sleep 60"});
     std::istringstream started(sactl.readLine());
     pid_t command = 0;

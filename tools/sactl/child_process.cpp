@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -18,29 +19,43 @@
 namespace sactl {
 namespace {
 
-// In the forked child: only async-signal-safe calls until exec, except setenv, which is safe here because sactl
-// forks from its one thread. Reports a failed exec's errno on `failure`.
-[[noreturn]] void runChild(const std::vector<std::string>& argv, const std::vector<std::string>& environment,
-                           int output, int failure) {
+// sactl's environment with `added` (NAME=VALUE each) in place of the variables of the same names.
+std::vector<std::string> environmentWith(const std::vector<std::string>& added) {
+    std::vector<std::string> result;
+    for (char** variable = environ; *variable != nullptr; ++variable) {
+        const std::string entry = *variable;
+        const std::string name = entry.substr(0, entry.find('=') + 1);
+        const bool replaced = std::any_of(added.begin(), added.end(),
+                                          [&](const std::string& other) { return other.rfind(name, 0) == 0; });
+        if (!replaced) {
+            result.push_back(entry);
+        }
+    }
+    result.insert(result.end(), added.begin(), added.end());
+    return result;
+}
+
+std::vector<char*> pointers(const std::vector<std::string>& texts) {
+    std::vector<char*> result;
+    result.reserve(texts.size() + 1);
+    for (const std::string& text : texts) {
+        result.push_back(const_cast<char*>(text.c_str()));
+    }
+    result.push_back(nullptr);
+    return result;
+}
+
+// In the forked child, async-signal-safe calls only until exec. Reports a failed exec's errno on `failure`.
+[[noreturn]] void runChild(char* const* argv, char* const* environment, int output, int failure) {
     setpgid(0, 0);
     prctl(PR_SET_PDEATHSIG, SIGTERM);
     sigset_t none;
     sigemptyset(&none);
-    sigprocmask(SIG_SETMASK, &none, nullptr);
+    pthread_sigmask(SIG_SETMASK, &none, nullptr);
     if (output >= 0) {
         dup2(output, STDOUT_FILENO);
     }
-    for (const std::string& variable : environment) {
-        const std::size_t equals = variable.find('=');
-        setenv(variable.substr(0, equals).c_str(), variable.substr(equals + 1).c_str(), 1);
-    }
-    std::vector<char*> args;
-    args.reserve(argv.size() + 1);
-    for (const std::string& arg : argv) {
-        args.push_back(const_cast<char*>(arg.c_str()));
-    }
-    args.push_back(nullptr);
-    execvp(args[0], args.data());
+    execvpe(argv[0], argv, environment);
     const int error = errno;
     (void)!write(failure, &error, sizeof error);
     _exit(127);
@@ -55,9 +70,12 @@ ChildProcess::ChildProcess(const std::vector<std::string>& argv, const std::vect
     if ((readOutput && pipe2(output, O_CLOEXEC) != 0) || pipe2(failure, O_CLOEXEC) != 0) {
         throw CommandError("cannot make a pipe: " + std::generic_category().message(errno));
     }
+    const std::vector<std::string> variables = environmentWith(environment);
+    const std::vector<char*> args = pointers(argv);
+    const std::vector<char*> envp = pointers(variables);
     m_pid = fork();
     if (m_pid == 0) {
-        runChild(argv, environment, output[1], failure[1]);
+        runChild(args.data(), envp.data(), output[1], failure[1]);
     }
     const int forkError = errno;
     close(failure[1]);

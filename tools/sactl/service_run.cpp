@@ -22,7 +22,6 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using tvsim::bus::Message;
 
-constexpr const char* kScenarioInterface = "io.sysaccess.TvSim.Scenario";
 // Each Scenario.Wait asks for this much at most; the run asks again until the play finishes.
 constexpr std::uint32_t kWaitMs = 10000;
 
@@ -35,16 +34,16 @@ public:
         for (const int signal : {SIGINT, SIGTERM, SIGCHLD}) {
             sigaddset(&taken, signal);
         }
-        sigprocmask(SIG_BLOCK, &taken, &m_before);
+        pthread_sigmask(SIG_BLOCK, &taken, &m_before);
         m_fd = signalfd(-1, &taken, SFD_CLOEXEC | SFD_NONBLOCK);
         if (m_fd < 0) {
-            sigprocmask(SIG_SETMASK, &m_before, nullptr);
+            pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
             throw CommandError("cannot watch signals: " + std::generic_category().message(errno));
         }
     }
     ~BlockedSignals() {
         close(m_fd);
-        sigprocmask(SIG_SETMASK, &m_before, nullptr);
+        pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
     }
     BlockedSignals(const BlockedSignals&) = delete;
     BlockedSignals& operator=(const BlockedSignals&) = delete;
@@ -185,7 +184,8 @@ private:
 
     template <typename... Arguments>
     Message call(const char* member, const char* types, Arguments... arguments) {
-        return callOn(m_owner.c_str(), tvsim::bus::kControlPath, kScenarioInterface, member, types, arguments...);
+        return callOn(m_owner.c_str(), tvsim::bus::kControlPath, tvsim::bus::kScenarioInterface, member, types,
+                      arguments...);
     }
 
     static std::string readText(const Message& reply) {
@@ -209,7 +209,7 @@ private:
     void sendWait() {
         sd_bus_message* raw = nullptr;
         int result = sd_bus_message_new_method_call(m_bus.get(), &raw, m_owner.c_str(), tvsim::bus::kControlPath,
-                                                    kScenarioInterface, "Wait");
+                                                    tvsim::bus::kScenarioInterface, "Wait");
         Message request(raw);
         result = result >= 0 ? sd_bus_message_append(raw, "u", kWaitMs) : result;
         const auto timeoutUs = (static_cast<std::uint64_t>(m_timeout.count()) + kWaitMs) * 1000;
