@@ -116,13 +116,15 @@ std::vector<lomodelapi::Argument> resultsFromJson(const Node& node) {
     return results;
 }
 
+bool isModelPath(const std::string& path) {
+    return !path.empty() && path.size() <= kMaxPathBytes &&
+           std::none_of(path.begin(), path.end(), [](unsigned char c) { return std::isspace(c) || std::iscntrl(c); });
+}
+
 std::string modelPathFromJson(const Node& node) {
     std::string path = node.text();
     requireWithin(node, [&] { requireModelPath(path); });
-    const bool valid = !path.empty() && std::none_of(path.begin(), path.end(), [](unsigned char c) {
-        return std::isspace(c) || std::iscntrl(c);
-    });
-    if (!valid) {
+    if (!isModelPath(path)) {
         node.fail("a model path is a non-empty text without spaces, not " + jsonQuoted(path));
     }
     return path;

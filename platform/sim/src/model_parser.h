@@ -29,6 +29,7 @@ void requireWithin(const Node& node, Check check) {
 }
 
 // A model path: a non-empty text without spaces or control characters, of at most kMaxPathBytes.
+bool isModelPath(const std::string& path);
 std::string modelPathFromJson(const Node& node);
 // A model file's "reply" object: results, error or no-reply, delay-ms, copies, before-invoke-returns.
 Reply replyFromJson(const Node& node);

@@ -81,7 +81,9 @@ public:
 private:
     class Journal;
 
-    void note(ScenarioAction action);
+    // Makes the change, then notes it if the TV took it.
+    template <typename Change>
+    void journaled(ScenarioAction action, Change change);
 
     TvControl& m_inner;
     std::unique_ptr<Journal> m_journal;
