@@ -45,20 +45,28 @@ struct PlayCase {
     const char* clientOptions;
     int exitCode;
     std::vector<std::string> shown;  // in the client's lines and the report
-    std::size_t expectations;        // JUnit test cases
+    std::size_t testcases;           // in the JUnit XML: one per expectation, and the client's when it must succeed
 };
 
-// The client's lines come first (its standard output is sactl's), then the report; --junit writes a test case
-// per expectation.
+// The client's lines come first (its standard output is sactl's), then the report.
 TEST(SactlPlay, JudgesTheClientAndWritesJUnit) {
     const PlayCase cases[] = {
-        {"take_switch_release.json", "", 0, {"take 1", "switch 1", "release 1"}, 3},
+        {"take_switch_release.json", "", 0, {"take 1", "switch 1", "release 1", "passed"}, 4},
         // The client hands nothing back: the report names the expectation and the argument that differed in the
         // request that came nearest.
-        {"take_switch_release.json", "--forget-release", 1, {"handed-back", "position 1: '8' is not '3'"}, 3},
+        {"take_switch_release.json",
+         "--forget-release",
+         1,
+         {"expectation 3 (handed-back)", "position 1: '8' is not '3'"},
+         4},
         // The service leaves while the switch waits for its answer: the request answers false, and the client's
-        // connection and request after the service is back meet their expectations.
-        {"platform_away.json", "--pause-ms 1000", 0, {"take 1", "switch 0", "release 1"}, 4},
+        // connection and request after the service is back meet their expectations (the play ends there).
+        {"platform_away.json",
+         "--pause-ms 1000",
+         0,
+         {"take 1", "switch 0", "(reconnected): connect orvik.sl2.action.source.switch: met",
+          "(handed-back): invoke orvik.sl2.action.source.switch 1=3: met"},
+         4},
     };
     const std::string junit = ::testing::TempDir() + "sactl_play_junit_" + std::to_string(getpid()) + ".xml";
     for (const PlayCase& play : cases) {
@@ -71,7 +79,7 @@ TEST(SactlPlay, JudgesTheClientAndWritesJUnit) {
         }
         std::ifstream file(junit);
         const std::string xml((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-        EXPECT_EQ(occurrences(xml, "<testcase"), play.expectations) << xml;
+        EXPECT_EQ(occurrences(xml, "<testcase"), play.testcases) << xml;
         EXPECT_EQ(occurrences(xml, "<failure") == 0, play.exitCode == 0) << xml;
     }
     std::remove(junit.c_str());

@@ -6,9 +6,11 @@
 //   --forget-release   skips handing back (a faulty client)
 //   --pause-ms N       waits N ms before each request after the first
 #include <system_access/source_switch_access.h>
+#include <tvsim/debug_capture.h>
 
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <thread>
 
@@ -22,6 +24,10 @@ constexpr int kResultTimeoutMs = 5000;
 }  // namespace
 
 int main(int argc, char** argv) {
+    // The library's lines would bury the answers; SYSACCESS_LOG_LEVEL asks for them.
+    if (std::getenv("SYSACCESS_LOG_LEVEL") == nullptr) {
+        tvsim::setLogThreshold(tvsim::kLevelNone);
+    }
     bool release = true;
     std::chrono::milliseconds pause{0};
     for (int index = 1; index < argc; ++index) {
