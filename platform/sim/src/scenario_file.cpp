@@ -58,6 +58,27 @@ void checkValueShape(const Node& node) {
     node.integer(kInt64Min, kInt64Max, "a 64-bit integer");
 }
 
+// The one key of `keys` the node holds: "a step takes one action, not both "set-value" and "wait"", "a step needs
+// an action: set-value, ... or wait".
+const char* oneOf(const Node& node, std::initializer_list<const char*> keys, const char* one, const char* none) {
+    const char* found = nullptr;
+    std::string names;
+    for (const char* key : keys) {
+        names += std::string(names.empty() ? "" : key == *std::prev(keys.end()) ? " or " : ", ") + key;
+        if (!node.has(key)) {
+            continue;
+        }
+        if (found != nullptr) {
+            node.member(key).fail(std::string(one) + ", not both " + jsonQuoted(found) + " and " + jsonQuoted(key));
+        }
+        found = key;
+    }
+    if (found == nullptr) {
+        node.fail(std::string(none) + ": " + names);
+    }
+    return found;
+}
+
 // "exact" (a string, or for a written value any value in its text form), {"any": true} or {"regex": "ERE"}.
 ArgumentMatcher matcherFromJson(const Node& node, int position, const std::string& path, bool anyValue) {
     ArgumentMatcher matcher;
@@ -219,22 +240,10 @@ private:
         } else if (node.has("at-ms")) {
             step.at = timeFromJson(node.member("at-ms"));
         }
-        const char* action = nullptr;
-        for (const char* key : {"set-value", "set-rows", "set-reply", "reset-reply", "fault", "clear-faults",
-                                "emit-result", "emit-failure", "platform-away", "wait"}) {
-            if (node.has(key)) {
-                if (action != nullptr) {
-                    node.member(key).fail(std::string("a step takes one action, not both ") + jsonQuoted(action) +
-                                          " and " + jsonQuoted(key));
-                }
-                action = key;
-            }
-        }
-        if (action == nullptr) {
-            node.fail(
-                "a step needs an action: set-value, set-rows, set-reply, reset-reply, fault, clear-faults, "
-                "emit-result, emit-failure, platform-away or wait");
-        }
+        const char* action = oneOf(node,
+                                   {"set-value", "set-rows", "set-reply", "reset-reply", "fault", "clear-faults",
+                                    "emit-result", "emit-failure", "platform-away", "wait"},
+                                   "a step takes one action", "a step needs an action");
         step.action = parseAction(action, node.member(action));
         return step;
     }
@@ -335,19 +344,8 @@ private:
         node.expectObject({"id", "connect", "invoke", "write", "window", "sequence", "group"});
         ScenarioExpectation expectation;
         expectation.id = claimId(node, false, m_scenario.expectations.size());
-        const char* kind = nullptr;
-        for (const char* key : {"connect", "invoke", "write"}) {
-            if (node.has(key)) {
-                if (kind != nullptr) {
-                    node.member(key).fail(std::string("an expectation is of one record, not both ") + jsonQuoted(kind) +
-                                          " and " + jsonQuoted(key));
-                }
-                kind = key;
-            }
-        }
-        if (kind == nullptr) {
-            node.fail("an expectation needs a record: connect, invoke or write");
-        }
+        const char* kind = oneOf(node, {"connect", "invoke", "write"}, "an expectation is of one record",
+                                 "an expectation needs a record");
         expectation.pattern = parsePattern(*recordKind(kind), node.member(kind));
         if (node.has("window")) {
             expectation.window = parseWindow(node.member("window"));

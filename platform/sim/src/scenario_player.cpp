@@ -102,6 +102,7 @@ public:
         const milliseconds at = sinceStart(now);
         m_report.elapsed = at;
         readRecords();
+        closeWindows(at);
         if (m_clientEndedAt) {
             finish(at, "the client ended at " + secondsText(*m_clientEndedAt));
             return std::nullopt;
@@ -111,7 +112,6 @@ public:
             return std::nullopt;
         }
         runDueSteps(at);
-        closeWindows(at);
         if (settled()) {
             finish(at, "");
             return std::nullopt;
