@@ -5,6 +5,7 @@
 
 #include <tv_control_proxy.h>
 #include <tvsim/input_limits.h>
+#include <tvsim/scenario_file.h>
 #include <tvsim/scenario_report.h>
 #include <value_codec.h>
 
@@ -469,6 +470,7 @@ TEST_F(TvsimdTest, RecordWaitsAreBoundedHoldUpNoCallAndEndWithTheirClient) {
 // A play over the bus: the platform-away step lets the connected client see the service go and come back
 // (its connection ended), the client's connects meet the expectations, and Wait answers with the report once
 // the starter tells the client ended. One play at a time, at most 16 waits on it; only its starter may end it.
+// A recording then journals a change made over the bus.
 TEST(TvsimdScenario, APlayMeetsAClientsRequestsAcrossPlatformAwayAndBelongsToItsStarter) {
     PrivateDbusDaemon bus;
     Tvsimd tvsimd(bus.address(), {"--log-level", "info"}, true);
@@ -518,6 +520,14 @@ TEST(TvsimdScenario, APlayMeetsAClientsRequestsAcrossPlatformAwayAndBelongsToIts
     while (!(line = tvsimd.process().readLine()).empty() && line.rfind("tvsimd: scenario", 0) != 0) {
     }
     EXPECT_EQ(line, "tvsimd: scenario 'away and back' finished with exit code 0");
+
+    // A recording notes another peer's change made through the Control interface.
+    ASSERT_TRUE(Message(starter.call(kControlPath, kScenario, "StartRecording", nullptr)));
+    ASSERT_TRUE(Message(other.call(kControlPath, kControl, "Set", "sv", kVolume, "i", 30)));
+    const Message recorded(starter.call(kControlPath, kScenario, "StopRecording", nullptr));
+    const char* scenario = "";
+    ASSERT_GE(sd_bus_message_read_basic(recorded.get(), 's', &scenario), 0) << starter.errorMessage();
+    EXPECT_EQ(tvsim::parseScenarioText(scenario, "recorded", "").steps.size(), 1u) << scenario;
 }
 
 // A daemon whose bus went away ends with status 1 instead of serving nobody.
