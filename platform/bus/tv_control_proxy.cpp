@@ -380,13 +380,13 @@ tvsim::RecordWait TvControlProxy::waitForRecord(const tvsim::RecordPattern& patt
     wait.found = found != 0;
     wait.connects = readConnects(reply.get());
     wait.invokes = readInvokes(reply.get());
-    wait.writes = readWrites(reply.get());
     check(sd_bus_message_enter_container(reply.get(), 'a', "s"), "read reasons");
     const char* reason = nullptr;
     while (check(sd_bus_message_read(reply.get(), "s", &reason), "read reason") > 0) {
         wait.reasons.emplace_back(reason);
     }
     check(sd_bus_message_exit_container(reply.get()), "read reasons");
+    wait.writes = readWrites(reply.get());
     return wait;
 }
 

@@ -71,7 +71,8 @@ TEST(ControlOperationsTest, RootIsRegisteredWhileASimulatorLivesAndFaultsDoNotOu
 }
 
 // A wait answers the first record its pattern matches, or why the closest did not match; it wakes when the
-// record comes, well before its time-out.
+// record comes, well before its time-out. A write matches by its value's text; recordsSince answers what came
+// after a cursor, skipping what the limit dropped meanwhile.
 TEST(ControlOperationsTest, RecordWaitsMatchByPositionAndTellWhyTheClosestDidNot) {
     using Kind = tvsim::ArgumentMatcher::Kind;
     tvsim::Simulator sim;
@@ -112,6 +113,27 @@ TEST(ControlOperationsTest, RecordWaitsMatchByPositionAndTellWhyTheClosestDidNot
                      tvsim::ControlError)
             << refusedExpression;
     }
+
+    const tvsim::RecordCursor cursor = control.recordsSince({}).next;
+    sim.addValue("test.volume", 3);
+    simtest::IntegerObserver volumeObserver;
+    auto* volume = connect<NumericIntegerObject>("test.volume", &volumeObserver);
+    volume->setValue(30);
+    volume->setValue(31);
+    using WriteKind = tvsim::RecordPattern::Kind;
+    EXPECT_EQ("value: '31' is not '3'",
+              control.findRecord({WriteKind::Write, "test.volume", {{0, Kind::Exact, "3"}}}).reasons.at(0));
+    EXPECT_TRUE(control.findRecord({WriteKind::Write, "test.volume", {{0, Kind::Regex, "3[01]"}}}).found);
+    sim.limitRecords(1);
+    const tvsim::NewRecords since = control.recordsSince(cursor);
+    ASSERT_EQ(1u, since.writes.size());
+    EXPECT_EQ(tvsim::ModelValue(31), since.writes[0].value);
+    EXPECT_EQ(1u, since.writes[0].sequence);
+    EXPECT_EQ(1u, since.connects.size());
+    EXPECT_TRUE(since.invokes.empty());
+    EXPECT_EQ(2u, since.next.writes);
+    EXPECT_EQ("[1,2]", tvsim::valueText(std::vector<int>{1, 2}));
+    lookUpRoot()->disconnect("test.volume", &volumeObserver, volume);
     lookUpRoot()->disconnect("test.action", &observer, action);
 }
 

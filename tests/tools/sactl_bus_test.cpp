@@ -26,6 +26,7 @@ using tvsimd_test::BusClient;
 constexpr const char* kSwitch = "orvik.sl2.action.source.switch";
 constexpr const char* kSwitchObject = "/io/sysaccess/TvSim/model/orvik/sl2/action/source/switch";
 constexpr const char* kVolume = "orvik.sl2.i32.audio.volume";
+constexpr const char* kVolumeObject = "/io/sysaccess/TvSim/model/orvik/sl2/i32/audio/volume";
 
 testsupport::ProcessRun runSactl(const std::string& arguments) {
     return testsupport::runShellCommand("timeout 20 " + testsupport::shellQuoted(SACTL_PATH) + " " + arguments);
@@ -68,29 +69,39 @@ TEST_F(SactlBusTest, ListsTheServedModelThroughTheOptionOrTheVariable) {
 
 // responders set makes the client's invoke fail with the code; records shows
 // how many the service dropped beyond its limit, then the client's connects and
-// invoke with its arguments; --clear forgets them.
+// invoke with its arguments and its write; records wait write matches the
+// value's text; --clear forgets them.
 TEST_F(SactlBusTest, RespondersAndRecordsRoundTrip) {
     EXPECT_EQ(sactl("responders set " + std::string(kSwitch) + " --failure 42").out,
               std::string(kSwitch) + " answers failure 42 delay-ms=0 copies=1\n");
     BusClient client(bus.address());
     client.connect(kVolume);
-    client.connect(kVolume);
+    const std::uint64_t volume = client.connect(kVolume);
     const std::uint64_t id = client.connect(kSwitch);
     ASSERT_TRUE(
         Message(client.call(kSwitchObject, "io.sysaccess.TvSim.Action", "Invoke", "ta(nnns)", id, 1, 0, 2, 0, "hbbtv")))
         << client.errorMessage();
     ASSERT_TRUE(client.waitForSignals(1));
     EXPECT_EQ("ExecutionError", client.signals()[0].member);
+    ASSERT_TRUE(Message(client.call(kVolumeObject, "io.sysaccess.TvSim.Value", "SetValue", "tv", volume, "i", 30)));
+
+    EXPECT_EQ(sactl("records wait write " + std::string(kVolume) + " '0~3.'").out,
+              "write " + std::string(kVolume) + " = 30 client=" + client.uniqueName() + "#2\n");
+    const testsupport::ProcessRun missed = runSactl("--bus=" + testsupport::shellQuoted(bus.address()) +
+                                                    " records wait write " + kVolume + " 0=3 --timeout 100");
+    EXPECT_EQ(1, missed.exitCode);
+    EXPECT_THAT(missed.out, ::testing::EndsWith(": value: '30' is not '3'\n"));
 
     const std::vector<nlohmann::json> records = jsonLines(sactl("--json records --clear").out);
-    ASSERT_EQ(4u, records.size());
-    EXPECT_EQ(records[0], nlohmann::json({{"record", "dropped"}, {"connects", 1}, {"invokes", 0}}));
+    ASSERT_EQ(5u, records.size());
+    EXPECT_EQ(records[0], nlohmann::json({{"record", "dropped"}, {"connects", 1}, {"invokes", 0}, {"writes", 0}}));
     EXPECT_EQ(records[1]["path"], kVolume);
     EXPECT_EQ(records[2]["record"], "connect");
     EXPECT_EQ(records[2]["path"], kSwitch);
     EXPECT_EQ(records[2]["client"], client.uniqueName() + "#3");
     EXPECT_EQ(records[3]["record"], "invoke");
     EXPECT_EQ(records[3]["arguments"], nlohmann::json::parse(R"([{"position": 2, "value": "hbbtv"}])"));
+    EXPECT_EQ(records[4]["value"], 30);
     EXPECT_EQ(sactl("records").out, "");
     EXPECT_EQ(sactl("responders clear " + std::string(kSwitch)).out,
               std::string(kSwitch) + " answers as its model says\n");

@@ -108,6 +108,12 @@ TEST_F(TvsimdTest, BadInputGetsOneClearErrorAndTheDaemonServesOn) {
         {"malformed model file",
          [&](BusClient& c) { return c.call(kControlPath, kControl, "LoadModel", "s", badModel.c_str()); },
          "io.sysaccess.TvSim.Error.BadModelFile", "invalid JSON"},
+        {"model text beyond a file's bound",
+         [](BusClient& c) {
+             return c.call(kControlPath, kControl, "LoadModelText", "ss", "big",
+                           std::string((std::size_t{4} << 20) + 1, ' ').c_str());
+         },
+         "io.sysaccess.TvSim.Error.BadModelFile", "big: it is larger than 4 MiB, the most a model file may hold"},
         {"unknown reply kind",
          [](BusClient& c) {
              return c.call(kControlPath, kResponders, "SetReply", "ssiuiba(nnns)", kSwitch, "maybe", 0, 0u, 1, 0, 0);
@@ -160,11 +166,16 @@ TEST_F(TvsimdTest, BadInputGetsOneClearErrorAndTheDaemonServesOn) {
     EXPECT_EQ(tv.value(kVolume), ModelValue(12)) << "the daemon stopped serving";
 }
 
-// A watcher sees every change in order, its own writes included, and nothing after it disconnected.
+// A watcher sees every change in order, its own writes included, and nothing after it disconnected. A wait
+// on a client's write answers when the write comes.
 TEST_F(TvsimdTest, ChangesReachTheConnectedClientInOrderUntilItDisconnects) {
     BusClient watcher(bus.address());
     const std::uint64_t id = watcher.connect(kVolume);
     ASSERT_NE(id, 0u);
+    auto written = std::async(std::launch::async, [&] {
+        tvsim::bus::TvControlProxy waiter(bus.address(), milliseconds(5000));
+        return waiter.waitForRecord({tvsim::RecordPattern::Kind::Write, kVolume, {}}, milliseconds(20000));
+    });
     std::vector<ModelValue> expected;
     for (int value = 1; value <= 50; ++value) {
         tv.setValue(kVolume, value);
@@ -173,6 +184,10 @@ TEST_F(TvsimdTest, ChangesReachTheConnectedClientInOrderUntilItDisconnects) {
     ASSERT_TRUE(Message(watcher.call(kVolumeObject, "io.sysaccess.TvSim.Value", "SetValue", "tv", id, "i", 77)))
         << watcher.errorMessage();
     expected.emplace_back(77);
+    const tvsim::RecordWait wait = written.get();
+    ASSERT_EQ(wait.writes.size(), 1u);
+    EXPECT_EQ(wait.writes[0].value, ModelValue(77));
+    EXPECT_EQ(wait.writes[0].client, watcher.uniqueName() + "#1");
     ASSERT_TRUE(watcher.waitForSignals(51));
     std::vector<ModelValue> seen;
     for (Signal& signal : watcher.signals()) {
@@ -257,8 +272,16 @@ TEST_F(TvsimdTest, FaultsRespondersAndRecordsActOnRemoteClients) {
     }
     EXPECT_EQ(invokes,
               (std::vector<std::string>{std::string(kSwitch) + " 1 0 0=7 1=2", std::string(kSwitch) + " 0 9"}));
+    const tvsim::NewRecords since = tv.recordsSince({1, 1, 0});
+    ASSERT_EQ(since.connects.size(), 1u);
+    EXPECT_EQ(since.connects[0].sequence, 1u);
+    ASSERT_EQ(since.invokes.size(), 1u);
+    EXPECT_EQ(since.invokes[0].status, 9);
+    EXPECT_EQ(since.next.invokes, 2u);
     tv.clearRecords();
     EXPECT_TRUE(tv.invokes().empty());
+    tv.loadModelText(R"({"values": [{"path": "test.loaded", "type": "integer", "value": 5}]})", "inline");
+    EXPECT_EQ(tv.value("test.loaded"), ModelValue(5));
 }
 
 TEST_F(TvsimdTest, IteratorEventsReachTheirClientInOrder) {

@@ -1,9 +1,11 @@
-// records: what clients asked of the TV, connects and invokes in the order they arrived,
-// after how many of each the TV dropped to keep within its records' limit; records wait:
-// until a client makes a connect or an invoke that matches.
+// records: what clients asked of the TV, connects, invokes and writes in the order they
+// arrived, after how many of each the TV dropped to keep within its records' limit; records
+// wait: until a client makes a connect, an invoke or a write that matches.
 #include "actions.h"
 #include "commands.h"
+#include "value_text.h"
 
+#include <tvsim/model_value_json.h>
 #include <tvsim/record_pattern.h>
 
 #include <chrono>
@@ -38,19 +40,35 @@ void printInvoke(Session& session, const tvsim::InvokeRecord& invoke, const std:
                           {"mismatch", why}});
 }
 
+void printWrite(Session& session, const tvsim::WriteRecord& write, const std::string& why = "") {
+    session.out().result("write " + write.path + " = " + formatValueText(write.value) +
+                             (write.client.empty() ? "" : " client=" + write.client) + (why.empty() ? "" : ": " + why),
+                         {{"record", "write"},
+                          {"path", write.path},
+                          {"client", write.client},
+                          {"value", tvsim::valueToJson(write.value)},
+                          {"mismatch", why}});
+}
+
 void printRecords(Session& session, bool clear) {
     // The service keeps the newest records only; what went before them comes first.
     const tvsim::DroppedRecords dropped = session.tv().droppedRecords();
-    if (dropped.connects != 0 || dropped.invokes != 0) {
-        session.out().result(
-            "dropped connects=" + std::to_string(dropped.connects) + " invokes=" + std::to_string(dropped.invokes),
-            {{"record", "dropped"}, {"connects", dropped.connects}, {"invokes", dropped.invokes}});
+    if (dropped.connects != 0 || dropped.invokes != 0 || dropped.writes != 0) {
+        session.out().result("dropped connects=" + std::to_string(dropped.connects) + " invokes=" +
+                                 std::to_string(dropped.invokes) + " writes=" + std::to_string(dropped.writes),
+                             {{"record", "dropped"},
+                              {"connects", dropped.connects},
+                              {"invokes", dropped.invokes},
+                              {"writes", dropped.writes}});
     }
     for (const tvsim::ClientConnect& connect : session.tv().connects()) {
         printConnect(session, connect);
     }
     for (const tvsim::InvokeRecord& invoke : session.tv().invokes()) {
         printInvoke(session, invoke);
+    }
+    for (const tvsim::WriteRecord& write : session.tv().writes()) {
+        printWrite(session, write);
     }
     if (clear) {
         session.tv().clearRecords();
@@ -93,6 +111,9 @@ void waitForRecord(Session& session, tvsim::RecordPattern::Kind kind, const Wait
     for (std::size_t index = 0; index < wait.invokes.size(); ++index) {
         printInvoke(session, wait.invokes[index], why(index));
     }
+    for (std::size_t index = 0; index < wait.writes.size(); ++index) {
+        printWrite(session, wait.writes[index], why(index));
+    }
     if (!wait.found) {
         throw CommandError("no " + std::string(tvsim::recordKindName(kind)) + " of " + options.path +
                            " matched within " + std::to_string(session.timeoutMs()) + " ms");
@@ -104,24 +125,31 @@ void waitForRecord(Session& session, tvsim::RecordPattern::Kind kind, const Wait
 void addRecordsCommand(Commands& commands) {
     auto clear = std::make_shared<bool>(false);
     CLI::App* records = commands.add(commands.app(), "records",
-                                     "what clients asked of the TV: connects, then invokes with their arguments",
+                                     "what clients asked of the TV: connects, invokes with their arguments, writes",
                                      [clear](Session& session) { printRecords(session, *clear); });
     records->add_flag("--clear", *clear, "forget the records once printed");
 
     CLI::App* wait = records->add_subcommand(
         "wait", "until a client's record matches (records kept already count), at most --timeout ms (60000)");
-    for (const tvsim::RecordPattern::Kind kind :
-         {tvsim::RecordPattern::Kind::Connect, tvsim::RecordPattern::Kind::Invoke}) {
+    const struct {
+        tvsim::RecordPattern::Kind kind;
+        const char* what;
+        const char* matchers;  // null: none
+    } kinds[] = {
+        {tvsim::RecordPattern::Kind::Connect, "a connect to the path", nullptr},
+        {tvsim::RecordPattern::Kind::Invoke, "an invoke of the action, its arguments matched by position",
+         "POS=VALUE (exactly), POS=* (any value), POS~REGEX (POSIX extended, the whole value)"},
+        {tvsim::RecordPattern::Kind::Write, "a client's write of the value",
+         "0=VALUE, 0=* or 0~REGEX, against the value as sactl prints it ([1,2] for a vector)"},
+    };
+    for (const auto& kind : kinds) {
         auto options = std::make_shared<WaitOptions>();
-        const bool invoke = kind == tvsim::RecordPattern::Kind::Invoke;
-        CLI::App* command = commands.add(
-            *wait, tvsim::recordKindName(kind),
-            invoke ? "an invoke of the action, its arguments matched by position" : "a connect to the path",
-            [kind, options](Session& session) { waitForRecord(session, kind, *options); });
+        CLI::App* command =
+            commands.add(*wait, tvsim::recordKindName(kind.kind), kind.what,
+                         [kind = kind.kind, options](Session& session) { waitForRecord(session, kind, *options); });
         command->add_option("PATH", options->path, "the model path")->required();
-        if (invoke) {
-            command->add_option("MATCHERS", options->matchers,
-                                "POS=VALUE (exactly), POS=* (any value), POS~REGEX (POSIX extended, the whole value)");
+        if (kind.matchers != nullptr) {
+            command->add_option("MATCHERS", options->matchers, kind.matchers);
         }
     }
 }

@@ -1,5 +1,7 @@
 #include "value_text.h"
 
+#include <tvsim/record_pattern.h>
+
 #include <stdexcept>
 
 namespace sactl {
@@ -26,10 +28,7 @@ tvsim::ModelValue parseValueText(tvsim::ValueType type, const std::string& text)
 }
 
 std::string formatValueText(const tvsim::ModelValue& value) {
-    if (const std::string* text = std::get_if<std::string>(&value)) {
-        return *text;
-    }
-    return std::visit([](const auto& native) { return jsonText(native); }, value);
+    return tvsim::valueText(value);
 }
 
 }  // namespace sactl

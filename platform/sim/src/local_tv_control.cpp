@@ -135,6 +135,7 @@ void LocalTvControl::loadModel(const std::string& file) {
 }
 
 void LocalTvControl::loadModelText(const std::string& text, const std::string& name) {
+    requireModelFileName(name);
     try {
         m_models->add(tvsim::loadModelText(text, name, m_simulator));
     } catch (const ModelFileError& error) {

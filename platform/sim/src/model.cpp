@@ -281,8 +281,9 @@ int Model::writeMap(Entry& entry, const std::map<int, std::string>& byIndex, con
 
 void Model::written(Entry& entry, const std::string& client) {
     ++m_records.setterCalls[entry.path];
-    m_records.writes.add({entry.path, entry.value, client, std::chrono::steady_clock::now(), m_records.writes.recorded()},
-                         m_recordLimit, kMaxWriteRecordBytes);
+    m_records.writes.add(
+        {entry.path, entry.value, client, std::chrono::steady_clock::now(), m_records.writes.recorded()}, m_recordLimit,
+        kMaxWriteRecordBytes);
     changed(&entry);
     notifyValue(entry);
 }
@@ -447,14 +448,14 @@ void Model::limitRecords(std::size_t perKind) {
 
 DroppedRecords Model::droppedRecords() const {
     Lock lock(m_mutex);
-    return {m_records.connects.dropped(), m_records.disconnects.dropped(), m_records.invokes.dropped(),
+    return {m_records.connects.dropped(),        m_records.disconnects.dropped(),      m_records.invokes.dropped(),
             m_records.createIterators.dropped(), m_records.destroyIterators.dropped(), m_records.writes.dropped()};
 }
 
 CallRecords::Since Model::recordedSince(std::uint64_t connects, std::uint64_t invokes, std::uint64_t writes) const {
     Lock lock(m_mutex);
     return {m_records.connects.since(connects), m_records.invokes.since(invokes), m_records.writes.since(writes),
-            m_records.connects.recorded(),      m_records.invokes.recorded(),        m_records.writes.recorded()};
+            m_records.connects.recorded(),      m_records.invokes.recorded(),     m_records.writes.recorded()};
 }
 
 std::string clientNameOf(const lomodelapi::Observer* observer) {

@@ -53,7 +53,9 @@ public:
 class StringVectorObject final : public ConnectedObject<VectorStringObject> {
 public:
     using ConnectedObject::ConnectedObject;
-    int setValues(const std::map<int, std::string>& byIndex) override { return m_model.writeMap(*m_entry, byIndex, m_client); }
+    int setValues(const std::map<int, std::string>& byIndex) override {
+        return m_model.writeMap(*m_entry, byIndex, m_client);
+    }
     int getValue(std::vector<std::string>& out) override { return m_model.readInto(*m_entry, out); }
 };
 

@@ -90,8 +90,8 @@ const char* recordKindName(RecordPattern::Kind kind) {
 }
 
 std::optional<RecordPattern::Kind> recordKind(const std::string& name) {
-    for (RecordPattern::Kind kind : {RecordPattern::Kind::Connect, RecordPattern::Kind::Invoke,
-                                     RecordPattern::Kind::Write}) {
+    for (RecordPattern::Kind kind :
+         {RecordPattern::Kind::Connect, RecordPattern::Kind::Invoke, RecordPattern::Kind::Write}) {
         if (name == recordKindName(kind)) {
             return kind;
         }

@@ -135,6 +135,7 @@ private:
         std::size_t index;
         std::string after;  // the id it is due or open after; empty for none
         std::optional<Node> afterNode;
+        enum class Walk { NotYet, Walking, Done } walk = Walk::NotYet;  // resolveReferences's look for loops
     };
     struct Reference {
         Node node;
@@ -434,7 +435,7 @@ private:
         }
         const Node idNode = node.member("id");
         std::string id = boundedName(idNode, "an id");
-        const auto claimed = m_claims.emplace(id, Claim{idNode, step, index, {}, std::nullopt});
+        const auto claimed = m_claims.emplace(id, Claim{idNode, step, index, {}, std::nullopt, Claim::Walk::NotYet});
         if (!claimed.second) {
             idNode.fail("the id '" + id + "' is taken (at " + claimed.first->second.id.pointer() + ")");
         }
@@ -467,7 +468,7 @@ private:
             static_cast<unsigned int>(node.integer(0, std::numeric_limits<unsigned int>::max(), "an action id")), {}};
     }
 
-    void resolveReferences() const {
+    void resolveReferences() {
         for (const Reference& reference : m_references) {
             const auto claim = m_claims.find(reference.id);
             if (claim == m_claims.end()) {
@@ -479,16 +480,27 @@ private:
                 reference.node.fail("'" + reference.id + "' is not an invoke expectation");
             }
         }
-        // Each entry waits for at most one other: a chain longer than the ids there are has come round.
-        for (const auto& [id, claim] : m_claims) {
-            std::string chain = id;
-            std::string next = claim.after;
-            for (std::size_t link = 0; !next.empty() && link < m_claims.size(); ++link) {
-                chain += " -> " + next;
-                if (next == id) {
-                    claim.afterNode->fail("'" + id + "' waits for itself: " + chain);
+        // Each entry waits for at most one other, so the entries and what they wait for form chains: walked
+        // once each, an entry met again on the walk that reached it closes a loop.
+        for (auto& entry : m_claims) {
+            std::vector<std::string> walk;
+            std::string id = entry.first;
+            while (!id.empty() && m_claims.at(id).walk == Claim::Walk::NotYet) {
+                m_claims.at(id).walk = Claim::Walk::Walking;
+                walk.push_back(id);
+                id = m_claims.at(id).after;
+            }
+            if (!id.empty() && m_claims.at(id).walk == Claim::Walk::Walking) {
+                std::string what = "'" + id + "' waits for itself: ";
+                for (auto link = std::find(walk.begin(), walk.end(), id); link != walk.end(); ++link) {
+                    what += *link;
+                    what += " -> ";
                 }
-                next = m_claims.at(next).after;
+                what += id;
+                m_claims.at(id).afterNode->fail(what);
+            }
+            for (const std::string& walked : walk) {
+                m_claims.at(walked).walk = Claim::Walk::Done;
             }
         }
     }

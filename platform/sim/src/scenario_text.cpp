@@ -58,7 +58,7 @@ Json replyJson(const Reply& reply) {
 // A written value's text form as the value it is the text of, when reading that value back gives the same
 // text: 30 rather than "30", [1,2] rather than "[1,2]".
 Json writtenValueJson(const std::string& text) {
-    const Json value = Json::parse(text, nullptr, false);
+    Json value = Json::parse(text, nullptr, false);
     const auto isInt64 = [](const Json& json) {
         return json.is_number_integer() &&
                (!json.is_number_unsigned() ||

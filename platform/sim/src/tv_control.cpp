@@ -45,10 +45,16 @@ void TvControl::requireType(const std::string& path, lomodelapi::ObjectTypeSpec 
 
 RecordWait TvControl::findRecord(const RecordPattern& pattern) {
     RecordWait wait;
-    if (pattern.kind == RecordPattern::Kind::Connect) {
-        wait.connects = matchIn(pattern, connects(), wait);
-    } else {
-        wait.invokes = matchIn(pattern, invokes(), wait);
+    switch (pattern.kind) {
+        case RecordPattern::Kind::Connect:
+            wait.connects = matchIn(pattern, connects(), wait);
+            break;
+        case RecordPattern::Kind::Invoke:
+            wait.invokes = matchIn(pattern, invokes(), wait);
+            break;
+        case RecordPattern::Kind::Write:
+            wait.writes = matchIn(pattern, writes(), wait);
+            break;
     }
     return wait;
 }

@@ -95,6 +95,15 @@ int loadModel(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     });
 }
 
+// LoadModelText(s name, s text): `name` stands for the file in the errors.
+int loadModelText(sd_bus_message* call, void* userdata, sd_bus_error* error) {
+    return handleMethod(error, [&] {
+        const std::string name = readString(call);
+        partsOf<ControlParts>(userdata).control.loadModelText(readString(call), name);
+        return replyEmpty(call);
+    });
+}
+
 // Flush(): answers once every notification queued so far, delayed outcomes
 // included, has been queued for its client, behind the caller's own; the bus
 // thread serves others meanwhile.
@@ -131,6 +140,8 @@ const sd_bus_vtable kVtable[] = {
                              SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD("Flush", "", "", flush, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD_WITH_NAMES("LoadModel", "s", SD_BUS_PARAM(file), "", , loadModel, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_NAMES("LoadModelText", "ss", SD_BUS_PARAM(name) SD_BUS_PARAM(text), "", , loadModelText,
+                             SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_VTABLE_END};
 
 }  // namespace

@@ -5,7 +5,9 @@
 // After every turn of the event loop that dispatched something (an sd-event
 // post source) the waits look again if the simulator's generation moved; the
 // records a tvsimd client adds come in on the bus thread, so a wait answers
-// in the turn that recorded what it waits for.
+// in the turn that recorded what it waits for. Each wait keeps where it got
+// to in the records: a look copies the records since the oldest wait's place
+// once, and each wait matches only those it has not seen.
 #pragma once
 
 #include <tvsim/record_pattern.h>
@@ -20,6 +22,7 @@
 #include <cstdint>
 #include <functional>
 #include <list>
+#include <memory>
 #include <string>
 
 namespace tvsimd {
@@ -50,11 +53,14 @@ private:
         sd_bus_message* call;
         tvsim::RecordPattern pattern;
         std::string client;
+        tvsim::RecordCursor cursor;                     // the records it has not seen yet
+        std::unique_ptr<tvsim::RecordMatcher> matcher;  // of `pattern`, which stays in place in the list
         sd_event_source* timer = nullptr;
     };
 
     static int onPost(sd_event_source* source, void* waits);
     static int onTimeout(sd_event_source* source, std::uint64_t usec, void* waits);
+    tvsim::RecordCursor oldestCursor() const;
     void answerAndDrop(std::list<Wait>::iterator wait, const tvsim::RecordWait& answer);
     void drop(std::list<Wait>::iterator wait);
 

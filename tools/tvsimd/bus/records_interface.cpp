@@ -59,6 +59,14 @@ std::size_t sizeOfInvoke(const tvsim::InvokeRecord& record) {
     return tvsim::sizeOf(record.path) + tvsim::sizeOf(record.arguments);
 }
 
+void appendWrite(sd_bus_message* answer, const tvsim::WriteRecord& record) {
+    check(sd_bus_message_append(answer, "ss", record.path.c_str(), record.client.c_str()), "append write");
+    appendValueVariant(answer, record.value);
+}
+std::size_t sizeOfWrite(const tvsim::WriteRecord& record) {
+    return tvsim::sizeOf(record.path) + tvsim::sizeOf(record.client) + tvsim::sizeOf(record.value);
+}
+
 int connects(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
         return replyRecords(call, "ssib", partsOf<RecordsParts>(userdata).control.connects(), appendConnect,
@@ -87,6 +95,12 @@ int invokes(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     });
 }
 
+int writes(sd_bus_message* call, void* userdata, sd_bus_error* error) {
+    return handleMethod(error, [&] {
+        return replyRecords(call, "ssv", partsOf<RecordsParts>(userdata).control.writes(), appendWrite, sizeOfWrite);
+    });
+}
+
 tvsim::RecordPattern readPattern(sd_bus_message* call) {
     tvsim::RecordPattern pattern;
     const std::string kind = readString(call);
@@ -94,7 +108,7 @@ tvsim::RecordPattern readPattern(sd_bus_message* call) {
     const auto recordKind = tvsim::recordKind(kind);
     if (!recordKind) {
         throw tvsim::ControlError(tvsim::ControlErrorKind::INVALID_ARGUMENT,
-                                  "'" + kind + "' is not a kind of record (connect, invoke).");
+                                  "'" + kind + "' is not a kind of record (connect, invoke, write).");
     }
     pattern.kind = *recordKind;
     check(sd_bus_message_enter_container(call, 'a', "(iss)"), "read matchers");
@@ -113,7 +127,8 @@ tvsim::RecordPattern readPattern(sd_bus_message* call) {
     return pattern;
 }
 
-// Wait(s kind, s path, a(iss) matchers, u timeoutMs) -> (b found, a(ssib) connects, a(suia(nnns)) invokes, as reasons)
+// Wait(s kind, s path, a(iss) matchers, u timeoutMs)
+//     -> (b found, a(ssib) connects, a(suia(nnns)) invokes, as reasons, a(ssv) writes)
 int wait(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
         const tvsim::RecordPattern pattern = readPattern(call);
@@ -177,8 +192,8 @@ int dropped(sd_bus_message* call, void* userdata, sd_bus_error* error) {
     return handleMethod(error, [&] {
         const tvsim::DroppedRecords dropped = partsOf<RecordsParts>(userdata).control.droppedRecords();
         return reply(call, [&](sd_bus_message* answer) {
-            check(sd_bus_message_append(answer, "ttttt", dropped.connects, dropped.disconnects, dropped.invokes,
-                                        dropped.createIterators, dropped.destroyIterators),
+            check(sd_bus_message_append(answer, "tttttt", dropped.connects, dropped.disconnects, dropped.invokes,
+                                        dropped.createIterators, dropped.destroyIterators, dropped.writes),
                   "append dropped");
         });
     });
@@ -191,6 +206,7 @@ const sd_bus_vtable kVtable[] = {
                              SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD_WITH_NAMES("Invokes", "", , "a(suia(nnns))", SD_BUS_PARAM(records), invokes,
                              SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_NAMES("Writes", "", , "a(ssv)", SD_BUS_PARAM(records), writes, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD_WITH_NAMES("CreateIterators", "", , "a(ssiaib)", SD_BUS_PARAM(records), createIterators,
                              SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD_WITH_NAMES("SetterCalls", "s", SD_BUS_PARAM(path), "i", SD_BUS_PARAM(count),
@@ -199,16 +215,16 @@ const sd_bus_vtable kVtable[] = {
                              countOf<&tvsim::CallRecords::connectedObservers>, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD_WITH_NAMES("DroppedClients", "", , "a(ss)", SD_BUS_PARAM(records), droppedClients,
                              SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_METHOD_WITH_NAMES("Dropped", "", , "ttttt",
+    SD_BUS_METHOD_WITH_NAMES("Dropped", "", , "tttttt",
                              SD_BUS_PARAM(connects) SD_BUS_PARAM(disconnects) SD_BUS_PARAM(invokes)
-                                 SD_BUS_PARAM(createIterators) SD_BUS_PARAM(destroyIterators),
+                                 SD_BUS_PARAM(createIterators) SD_BUS_PARAM(destroyIterators) SD_BUS_PARAM(writes),
                              dropped, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_METHOD("Clear", "", "", clear, SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_METHOD_WITH_NAMES("Wait", "ssa(iss)u",
-                             SD_BUS_PARAM(kind) SD_BUS_PARAM(path) SD_BUS_PARAM(matchers) SD_BUS_PARAM(timeoutMs),
-                             "ba(ssib)a(suia(nnns))as",
-                             SD_BUS_PARAM(found) SD_BUS_PARAM(connects) SD_BUS_PARAM(invokes) SD_BUS_PARAM(reasons),
-                             wait, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_NAMES(
+        "Wait", "ssa(iss)u", SD_BUS_PARAM(kind) SD_BUS_PARAM(path) SD_BUS_PARAM(matchers) SD_BUS_PARAM(timeoutMs),
+        "ba(ssib)a(suia(nnns))asa(ssv)",
+        SD_BUS_PARAM(found) SD_BUS_PARAM(connects) SD_BUS_PARAM(invokes) SD_BUS_PARAM(reasons) SD_BUS_PARAM(writes),
+        wait, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_VTABLE_END};
 
 }  // namespace
@@ -221,6 +237,9 @@ int replyRecordWait(sd_bus_message* call, const tvsim::RecordWait& wait) {
     for (const tvsim::InvokeRecord& record : wait.invokes) {
         size.add(sizeOfInvoke(record) + 32);
     }
+    for (const tvsim::WriteRecord& record : wait.writes) {
+        size.add(sizeOfWrite(record) + 32);
+    }
     return reply(call, [&](sd_bus_message* answer) {
         check(sd_bus_message_append(answer, "b", wait.found), "append found");
         appendRecords(answer, "ssib", wait.connects, appendConnect);
@@ -230,6 +249,7 @@ int replyRecordWait(sd_bus_message* call, const tvsim::RecordWait& wait) {
             check(sd_bus_message_append(answer, "s", reason.c_str()), "append reason");
         }
         check(sd_bus_message_close_container(answer), "close reasons");
+        appendRecords(answer, "ssv", wait.writes, appendWrite);
     });
 }
 

@@ -108,8 +108,8 @@ struct DroppedRecords {
 // The values of the kept writes together take at most this many bytes (as
 // sizeOf in input_limits.h counts them): beyond it the oldest writes go, and
 // are counted as dropped, so that a client writing large vectors cannot fill
-// the memory with its records.
-constexpr std::size_t kMaxWriteRecordBytes = std::size_t{64} << 20;
+// the memory with its records, and the writes fit one D-Bus reply.
+constexpr std::size_t kMaxWriteRecordBytes = std::size_t{32} << 20;
 
 class CallRecords {
 public:

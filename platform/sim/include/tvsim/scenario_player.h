@@ -30,6 +30,8 @@ class ScenarioPlayer {
 public:
     using Clock = std::chrono::steady_clock;
 
+    // The scenario as the decoder gives it: its patterns pass checkPattern and its ids name its own steps and
+    // expectations (a scenario built in code is written and read back with scenarioText first).
     ScenarioPlayer(TvControl& control, ScenarioHost& host, Scenario scenario);
     ~ScenarioPlayer();
 

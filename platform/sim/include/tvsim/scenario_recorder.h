@@ -13,8 +13,8 @@
 
 namespace tvsim {
 
-// The most journal entries one recording keeps: beyond it the newest changes are not noted (the recorded
-// scenario then says so in its name), so that a control left journaling cannot fill the memory.
+// The most journal entries one recording keeps, as many as a scenario has steps: later changes are not noted
+// (journalFull() tells), so that a control left journaling cannot fill the memory.
 constexpr std::size_t kMaxJournalEntries = kMaxScenarioSteps;
 
 // A TvControl that forwards every call to another and, while journaling, notes each change a control makes to
