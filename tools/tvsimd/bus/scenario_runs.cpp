@@ -225,13 +225,12 @@ int ScenarioRuns::onWaitTimeout(sd_event_source* source, std::uint64_t, void* ru
 }
 
 void ScenarioRuns::answer(std::list<Wait>::iterator wait) {
-    try {
-        replyReport(wait->call, m_player->finished(), report());
-    } catch (const BusError& error) {
-        sd_bus_reply_method_errorf(wait->call, error.name(), "%s", error.what());
-    } catch (const std::exception& error) {
-        sd_bus_reply_method_errorf(wait->call, SD_BUS_ERROR_FAILED, "%s", error.what());
+    // What the reply cannot carry becomes its error, as a method handler's would.
+    sd_bus_error error = SD_BUS_ERROR_NULL;
+    if (handleMethod(&error, [&] { return replyReport(wait->call, m_player->finished(), report()); }) < 0) {
+        sd_bus_reply_method_error(wait->call, &error);
     }
+    sd_bus_error_free(&error);
     drop(wait);
 }
 
