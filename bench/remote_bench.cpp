@@ -20,6 +20,7 @@
 //    requests, all answered; beside one process x 1,000.
 // Every process is started and stopped by this binary.
 #include "bus_processes.h"
+#include "remote_service.h"
 
 #include <frame/process.h>
 #include <lomodelapi/model_objects.h>
@@ -50,38 +51,19 @@ using tvsimd_test::kControlPath;
 using tvsimd_test::kService;
 using Clock = std::chrono::steady_clock;
 constexpr const char* kVolume = "orvik.sl2.i32.audio.volume";
-
-// The bus and the daemon, started at the first use and stopped at exit.
-struct Service {
-    Service() : tvsimd(bus.address()) { tvsim::usePlatformOnBus(bus.address()); }
-    tvsimd_test::PrivateDbusDaemon bus;
-    tvsimd_test::Tvsimd tvsimd;
-};
-
-Service& service() {
-    static Service instance;
-    return instance;
-}
+using remote_bench::ArrivalHandler;
+using remote_bench::Arrivals;
+using remote_bench::microsBetween;
+using remote_bench::percentileUs;
+using remote_bench::reportLatency;
+using remote_bench::sendSet;
+using remote_bench::service;
 
 RootInterface* remoteRoot() {
     service();
     boost::shared_ptr<frame::Interface> reference;
     frame::Process::getInstance().getInterfaceReference(reference, "orvik.lm.interfaces.tvapi.RootInterface");
     return reference ? static_cast<RootInterface*>(reference->getObject()) : nullptr;
-}
-
-double percentileUs(std::vector<double>& samples, double fraction) {
-    if (samples.empty()) {
-        return 0;
-    }
-    const auto at = samples.begin() + static_cast<std::ptrdiff_t>(fraction * static_cast<double>(samples.size() - 1));
-    std::nth_element(samples.begin(), at, samples.end());
-    return *at;
-}
-
-void reportLatency(benchmark::State& state, std::vector<double>& samples) {
-    state.counters["p50_us"] = percentileUs(samples, 0.5);
-    state.counters["p99_us"] = percentileUs(samples, 0.99);
 }
 
 // A bare client's connection to one path: its id and the model object's D-Bus path.
@@ -184,10 +166,6 @@ void dropSignals(BusClient& client) {
     forgetSignals(client);
 }
 
-double microsBetween(Clock::time_point from, Clock::time_point to) {
-    return std::chrono::duration<double, std::micro>(to - from).count();
-}
-
 // One call of a pair: whether it did what it should, and how long it took in microseconds.
 using Timed = std::function<bool(double& us)>;
 
@@ -279,43 +257,6 @@ void accessorSet(benchmark::State& state) {
         [&] { dropSignals(pair.client); });
 }
 
-// When each value reached a handler, for the thread that waits for it.
-class Arrivals {
-public:
-    void record(int value) {
-        const auto now = Clock::now();
-        {
-            std::lock_guard<std::mutex> lock(m_mutex);
-            m_value = value;
-            m_at = now;
-        }
-        m_arrived.notify_one();
-    }
-
-    // When the value arrived; false when it did not within 5 s.
-    bool waitFor(int value, Clock::time_point& at) {
-        std::unique_lock<std::mutex> lock(m_mutex);
-        const bool came = m_arrived.wait_for(lock, std::chrono::seconds(5), [&] { return m_value == value; });
-        at = m_at;
-        return came;
-    }
-
-private:
-    std::mutex m_mutex;
-    std::condition_variable m_arrived;
-    int m_value = -1;
-    Clock::time_point m_at;
-};
-
-class ArrivalHandler final : public access::ValueHandler {
-public:
-    explicit ArrivalHandler(Arrivals& arrivals) : m_arrivals(arrivals) {}
-    void onNewValue(const access::ValueObject& value) override { m_arrivals.record(static_cast<int>(value)); }
-
-private:
-    Arrivals& m_arrivals;
-};
-
 // A bare sd-bus receiver whose reading thread hands each value to a second
 // thread, where its handler runs: the one hand-off the platform's threading
 // makes (a bus thread reads, one callback thread runs every handler), and nothing else.
@@ -392,17 +333,6 @@ private:
     std::thread m_handler;
     std::thread m_reader;
 };
-
-// Control.Set from the connection, sent without waiting for its reply, as the platform's own change would come.
-bool sendSet(BusClient& control, const char* path, int value) {
-    sd_bus_message* set = nullptr;
-    const bool sent = sd_bus_message_new_method_call(control.bus(), &set, kService, kControlPath,
-                                                     "io.sysaccess.TvSim.Control", "Set") >= 0 &&
-                      sd_bus_message_append(set, "sv", path, "i", value) >= 0 &&
-                      sd_bus_message_set_expect_reply(set, 0) >= 0 && sd_bus_send(control.bus(), set, nullptr) >= 0;
-    sd_bus_message_unref(set);
-    return sent;
-}
 
 // Each receiver watches a path of its own, so that each Set has one receiver.
 void accessorNotifyInt(benchmark::State& state) {

@@ -149,7 +149,7 @@ const SactlCase kCases[] = {
     {"MissingArgumentFails", R"($SACTL get)", 106, "", R"(PATH is required \(see --help\))"},
     {"UnknownCommandFails", R"($SACTL frobnicate)", 106, "",
      R"(unknown command 'frobnicate' \(commands: get, set, watch, list, invoke, table, source, demo, )"
-     R"(faults, responders, records\) \(see --help\))"},
+     R"(faults, responders, records, play, record\) \(see --help\))"},
     {"UnknownSourceOperationFails", R"($SACTL source frobnicate)", 106, "",
      R"(unknown source operation 'frobnicate' \(source operations: requestResourceFromSystem, .*\) \(see --help\))"},
     {"HexadecimalTimeoutFails", R"($SACTL --timeout 0x10 list)", 105, "",

@@ -8,6 +8,7 @@
 #include <CLI/CLI.hpp>
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -15,6 +16,8 @@
 namespace sactl {
 
 using CommandRun = std::function<void(Session&)>;
+// A command that runs without the session's TV (it reaches a service of its own) and decides its exit status.
+using StandaloneRun = std::function<int(const GlobalOptions&)>;
 
 class Commands {
 public:
@@ -23,12 +26,17 @@ public:
     CLI::App& app() { return m_app; }
     // A subcommand of `parent` (the application or another subcommand) that `run` carries out.
     CLI::App* add(CLI::App& parent, const std::string& name, const std::string& description, CommandRun run);
+    CLI::App* addStandalone(CLI::App& parent, const std::string& name, const std::string& description,
+                            StandaloneRun run);
+    // Runs the standalone subcommand the parsed command line chose: its exit status; nullopt when it chose another.
+    std::optional<int> runChosenStandalone(const GlobalOptions& options) const;
     // Runs the subcommand the parsed command line chose.
     void runChosen(Session& session) const;
 
 private:
     CLI::App& m_app;
     std::vector<std::pair<CLI::App*, CommandRun>> m_commands;
+    std::vector<std::pair<CLI::App*, StandaloneRun>> m_standalone;
 };
 
 void addValueCommands(Commands& commands);      // get, set, watch
@@ -38,5 +46,7 @@ void addDemoCommand(Commands& commands);        // demo
 void addFaultCommands(Commands& commands);      // faults KIND PATH ...
 void addResponderCommands(Commands& commands);  // responders set|clear PATH ...
 void addRecordsCommand(Commands& commands);     // records [--clear]
+void addPlayCommand(Commands& commands);        // play SCENARIO [-- COMMAND]
+void addRecordCommand(Commands& commands);      // record --out SCENARIO [-- COMMAND]
 
 }  // namespace sactl

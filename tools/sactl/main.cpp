@@ -7,6 +7,7 @@
 
 #include <iostream>
 #include <limits>
+#include <optional>
 
 namespace {
 
@@ -67,6 +68,8 @@ int main(int argc, char** argv) {
     sactl::addFaultCommands(commands);
     sactl::addResponderCommands(commands);
     sactl::addRecordsCommand(commands);
+    sactl::addPlayCommand(commands);
+    sactl::addRecordCommand(commands);
 
     try {
         app.parse(argc, argv);
@@ -78,6 +81,9 @@ int main(int argc, char** argv) {
         return error.get_exit_code();
     }
     try {
+        if (const std::optional<int> status = commands.runChosenStandalone(options)) {
+            return *status;
+        }
         sactl::Session session(options);
         commands.runChosen(session);
     } catch (const std::exception& error) {  // CommandError, and anything a command did not expect

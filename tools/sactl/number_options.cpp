@@ -23,6 +23,8 @@ bool parseDecimal(const std::string& text, long long& value) {
     return parsed.ec == std::errc() && parsed.ptr == end;
 }
 
+constexpr double kMaxSeconds = 365.0 * 24 * 60 * 60;
+
 }  // namespace
 
 CLI::Validator decimalInteger() {
@@ -54,6 +56,18 @@ bool isDecimalFraction(const std::string& text) {
     }
     const char* begin = text.data();
     return isDigits(begin, begin + point) && isDigits(begin + point + 1, begin + text.size());
+}
+
+CLI::Validator decimalSeconds() {
+    return CLI::Validator(
+        [](const std::string& text) {
+            double seconds = 0;
+            if (isDecimalFraction(text) && CLI::detail::lexical_cast(text, seconds) && seconds <= kMaxSeconds) {
+                return std::string();
+            }
+            return "expected seconds from 0 to 31536000 (a year), got '" + text + "'";
+        },
+        "SECONDS");
 }
 
 }  // namespace sactl

@@ -13,5 +13,8 @@ CLI::Validator decimalInteger();
 CLI::Validator decimalInteger(long long low, long long high);
 // Digits with at most one decimal point, such as 2 or 0.5.
 bool isDecimalFraction(const std::string& text);
+// Seconds as such a fraction from 0 to 31536000 (a year: far beyond any wait a person sits through, and well
+// within what the clock's nanoseconds hold): "expected seconds from 0 to 31536000 (a year), got '1e3'".
+CLI::Validator decimalSeconds();
 
 }  // namespace sactl

@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <fstream>
 #include <iostream>
 #include <system_error>
 
@@ -34,15 +35,6 @@ void applyLogLevel(const std::string& text) {
                            "info, trace");
     }
     tvsim::setLogThreshold(level);
-}
-
-// The bus option, else TVSIM_BUS; empty for the TV in this process.
-std::string chooseBus(const GlobalOptions& options) {
-    if (!options.bus.empty()) {
-        return options.bus;
-    }
-    const char* variable = std::getenv("TVSIM_BUS");
-    return variable != nullptr ? variable : "";
 }
 
 // The simulator in this process, with the model from the file or the default one.
@@ -79,6 +71,14 @@ std::unique_ptr<Tv> startTv(const GlobalOptions& options) {
 
 }  // namespace
 
+std::string chooseBus(const GlobalOptions& options) {
+    if (!options.bus.empty()) {
+        return options.bus;
+    }
+    const char* variable = std::getenv("TVSIM_BUS");
+    return variable != nullptr ? variable : "";
+}
+
 void Output::result(const std::string& text, const nlohmann::json& object) const {
     errno = 0;
     if (!(std::cout << (m_json ? jsonText(object) : text) << std::endl)) {
@@ -99,6 +99,14 @@ std::string describeStatus(int status) {
             return std::to_string(status) + " (STATUS_ERR_VALUE_TYPE_MISMATCH)";
         default:
             return std::to_string(status);
+    }
+}
+
+void writeFile(const std::string& path, const std::string& text) {
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    if (!(file << text) || !file.flush()) {
+        throw CommandError("cannot write '" + path + "'" +
+                           (errno != 0 ? std::string(": ") + std::generic_category().message(errno) : std::string()));
     }
 }
 

@@ -30,6 +30,9 @@ struct GlobalOptions {
     int timeoutMs = 5000;  // how long invoke and source operations wait for an outcome
 };
 
+// The TV service's bus the options choose: --bus, else TVSIM_BUS; empty for the TV in this process.
+std::string chooseBus(const GlobalOptions& options);
+
 // Result lines on standard output: text for people, or one JSON object per line for scripts.
 class Output {
 public:
@@ -46,6 +49,9 @@ private:
 
 // A library status with its name where it has one: "5 (STATUS_ERR_CONNECT_FAILED)".
 std::string describeStatus(int status);
+
+// Writes the whole file anew; one that cannot be written is a CommandError.
+void writeFile(const std::string& path, const std::string& text);
 
 // The time of day with milliseconds, "14:03:07.250", for watch lines.
 std::string timestampNow();

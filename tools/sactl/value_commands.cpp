@@ -11,19 +11,6 @@
 namespace sactl {
 namespace {
 
-// The longest --for: far beyond any watch a person waits for, and well within
-// what the clock's nanoseconds can hold.
-constexpr double kMaxWatchSeconds = 365.0 * 24 * 60 * 60;
-
-// Decimal digits only, so that 1e10, nan, inf and hexadecimal are refused.
-std::string checkWatchSeconds(std::string& text) {
-    double seconds = 0;
-    if (isDecimalFraction(text) && CLI::detail::lexical_cast(text, seconds) && seconds <= kMaxWatchSeconds) {
-        return {};
-    }
-    return "expected seconds from 0 to 31536000 (a year), got '" + text + "'";
-}
-
 struct WatchOptions {
     std::vector<std::string> paths;
     int count = 0;          // 0: no expectation
@@ -142,7 +129,7 @@ void addValueCommands(Commands& commands) {
     watchCommand
         ->add_option("--for", watchOptions->forSeconds,
                      "keep watching this many seconds after the steps (at most 31536000, a year)")
-        ->check(CLI::Validator(checkWatchSeconds, "SECONDS"));
+        ->check(decimalSeconds());
     watchCommand
         ->add_option("--then", watchOptions->steps,
                      "a step: 'set PATH VALUE' (a client writes through the library), 'tv-set PATH VALUE' "
