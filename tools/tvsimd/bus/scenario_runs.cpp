@@ -68,8 +68,10 @@ ScenarioRuns::~ScenarioRuns() {
 void ScenarioRuns::attach(sd_event* event) {
     m_event = event;
     check(sd_event_add_post(event, &m_post, &ScenarioRuns::onPost, this), "add the scenario's post source");
-    // Armed while a play waits for a time; within a millisecond (0 would leave sd-event 250 ms of slack).
-    check(sd_event_add_time(event, &m_timer, CLOCK_MONOTONIC, 0, 1000, &ScenarioRuns::onTimer, this),
+    // Armed while a play waits for a time. Accurate to the microsecond: sd-event lets a timer of 1 ms accuracy
+    // fire anywhere in the millisecond after it is due (0 would mean 250 ms), and a step late by that much was
+    // most of the time from its due time to the client's handler.
+    check(sd_event_add_time(event, &m_timer, CLOCK_MONOTONIC, 0, 1, &ScenarioRuns::onTimer, this),
           "add the scenario's timer");
     check(sd_event_source_set_enabled(m_timer, SD_EVENT_OFF), "disarm the scenario's timer");
 }
