@@ -1,5 +1,7 @@
 from __future__ import annotations
 
+import os
+import pathlib
 import re
 import subprocess
 import sys
@@ -10,6 +12,7 @@ import tvsim
 
 VOLUME = "orvik.sl2.i32.audio.volume"
 SWITCH = "orvik.sl2.action.source.switch"
+SCENARIOS = pathlib.Path(__file__).parent.parent / "tools" / "scenarios"
 
 
 @pytest.mark.parametrize("path, value", [
@@ -111,6 +114,14 @@ def test_no_process_outlives_a_test_that_fails_is_interrupted_or_forgets_its_tv(
     assert done.returncode != 0 and said in done.stdout, done.stdout
     for pid in (tmp_path / "pids").read_text().split():
         assert not _alive(int(pid)), done.stdout
+
+
+@pytest.mark.parametrize("variant, exit_code", [([], 0), (["--forget-release"], 1)])
+def test_play_judges_a_client_by_a_scenario(tv, tmp_path, variant, exit_code):
+    junit = tmp_path / "play.xml"
+    report = tv.play(SCENARIOS / "take_switch_release.json", [os.environ["SCENARIO_CLIENT"], *variant], junit=junit)
+    assert report.exit_code == exit_code, report.text
+    assert report.passed == (exit_code == 0) and "<testcase" in junit.read_text()
 
 
 @pytest.mark.tv_model("../tools/models/example_tv.json")
