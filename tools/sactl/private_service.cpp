@@ -41,10 +41,13 @@ std::string findTvsimd() {
     char self[4096];
     const ssize_t length = readlink("/proc/self/exe", self, sizeof self - 1);
     if (length > 0) {
-        std::string beside(self, static_cast<std::size_t>(length));
-        beside = beside.substr(0, beside.rfind('/') + 1) + "tvsimd";
-        if (access(beside.c_str(), X_OK) == 0) {
-            return beside;
+        const std::string path(self, static_cast<std::size_t>(length));
+        const std::string folder = path.substr(0, path.rfind('/') + 1);
+        // Installed, the two share a folder; in a build tree, tools/sactl/sactl and tools/tvsimd/tvsimd.
+        for (const std::string& candidate : {folder + "tvsimd", folder + "../tvsimd/tvsimd"}) {
+            if (access(candidate.c_str(), X_OK) == 0) {
+                return candidate;
+            }
         }
     }
     const char* variable = std::getenv("TVSIMD");
