@@ -69,6 +69,14 @@ std::string shellQuoted(const std::string& text) {
     return quoted + "'";
 }
 
+// Without --address, the bus that started tvsimd (D-Bus activation: the bus daemon passes its own address in
+// DBUS_STARTER_ADDRESS and, unless it is configured as a session bus, no DBUS_SESSION_BUS_ADDRESS), else the
+// session bus (empty: Service::open takes DBUS_SESSION_BUS_ADDRESS).
+std::string addressToServe(const Options& options) {
+    const char* starter = std::getenv("DBUS_STARTER_ADDRESS");
+    return options.address.empty() && starter != nullptr ? starter : options.address;
+}
+
 int serve(const Options& options) {
     applyLogLevel(options.logLevel);
     // Blocked before any thread starts, so every thread inherits it and the event loop alone takes them.
@@ -80,7 +88,7 @@ int serve(const Options& options) {
 
     // Started while tvsimd has one thread, so the child may do more than async-signal-safe calls before exec.
     std::optional<tvsimd::PrivateBus> privateBus;
-    std::string address = options.address;
+    std::string address = addressToServe(options);
     if (options.privateBus) {
         privateBus.emplace();
         address = privateBus->address();
@@ -127,8 +135,10 @@ int main(int argc, char** argv) {
     CLI::App app{"tvsimd: the simulated TV as a D-Bus service (io.sysaccess.TvSim)"};
     Options options;
     app.add_option("--model", options.modelFile, "Model file to serve instead of the built-in default TV");
-    auto* address = app.add_option("--address", options.address,
-                                   "D-Bus address to serve on instead of the session bus (DBUS_SESSION_BUS_ADDRESS)");
+    auto* address =
+        app.add_option("--address", options.address,
+                       "D-Bus address to serve on instead of the bus that started it (DBUS_STARTER_ADDRESS) "
+                       "or the session bus (DBUS_SESSION_BUS_ADDRESS)");
     app.add_flag("--private-bus", options.privateBus,
                  "Start a dbus-daemon of its own, print its address as an export line, stop it on exit")
         ->excludes(address);
