@@ -33,4 +33,3 @@ class Bus:
             sentence = reply.body[0] if reply.body else ""
             raise error_for(reply.header.fields.get(HeaderFields.error_name, ""), sentence)
         return reply.body
-
