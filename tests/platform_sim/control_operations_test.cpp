@@ -94,6 +94,7 @@ TEST(ControlOperationsTest, RecordWaitsMatchByPositionAndTellWhyTheClosestDidNot
         {{{2, Kind::Exact, "dvb://1.1.5"}, {0, Kind::Any, ""}}, ""},
         {{{2, Kind::Exact, "dvb://1.1.4"}}, "position 2: 'dvb://1.1.5' is not 'dvb://1.1.4'"},
         {{{2, Kind::Regex, "dvb://1"}}, "position 2: 'dvb://1.1.5' does not match /dvb://1/"},
+        {{{2, Kind::Regex, "[a-z]{3}:/{2}1\\.{1}1.{1}5"}}, ""},  // counts after [...], a character, an escape, a '.'
         {{{3, Kind::Any, ""}}, "no argument at position 3"},
     };
     for (const auto& [matchers, why] : cases) {

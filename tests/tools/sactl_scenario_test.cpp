@@ -57,7 +57,7 @@ TEST(SactlPlay, JudgesTheClientAndWritesJUnit) {
         {"take_switch_release.json",
          "--forget-release",
          1,
-         {"expectation 3 (handed-back)", "position 1: '8' is not '3'"},
+         {"expectation 3 (handed-back)", "position 1: '8' is not '3'\n  closest: invoke #1"},  // newest first
          4},
         // The service leaves while the switch waits for its answer: the request answers false, and the client's
         // connection and request after the service is back meet their expectations (the play ends there).
