@@ -41,6 +41,14 @@ std::string senderOf(sd_bus_message* message) {
     return sender != nullptr ? sender : "";
 }
 
+void replyKeptCall(sd_bus_message* call, const std::function<int()>& reply) {
+    sd_bus_error error = SD_BUS_ERROR_NULL;
+    if (handleMethod(&error, reply) < 0) {
+        sd_bus_reply_method_error(call, &error);
+    }
+    sd_bus_error_free(&error);
+}
+
 int reply(sd_bus_message* call, const std::function<void(sd_bus_message*)>& append) {
     sd_bus_message* answer = nullptr;
     check(sd_bus_message_new_method_return(call, &answer), "new method return");

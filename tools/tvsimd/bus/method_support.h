@@ -31,6 +31,9 @@ std::string senderOf(sd_bus_message* message);
 // returns. When sd-bus refuses to append or to send it, the caller gets an
 // error reply instead (handleMethod, or sd-bus for a failing send).
 int reply(sd_bus_message* call, const std::function<void(sd_bus_message*)>& append);
+// Answers a call kept for later (a wait's reply) as a method handler would have: what the reply
+// throws becomes the call's error reply (handleMethod's mapping).
+void replyKeptCall(sd_bus_message* call, const std::function<int()>& reply);
 
 // D-Bus carries at most 64 MiB in one array, and the bus daemon drops a
 // connection that sends more, though sd-bus builds such a message. A reply

@@ -148,13 +148,7 @@ int RecordWaits::onTimeout(sd_event_source* source, std::uint64_t, void* waits) 
 }
 
 void RecordWaits::answerAndDrop(std::list<Wait>::iterator wait, const tvsim::RecordWait& answer) {
-    try {
-        m_answer(wait->call, answer);
-    } catch (const BusError& error) {
-        sd_bus_reply_method_errorf(wait->call, error.name(), "%s", error.what());
-    } catch (const std::exception& error) {
-        sd_bus_reply_method_errorf(wait->call, SD_BUS_ERROR_FAILED, "%s", error.what());
-    }
+    replyKeptCall(wait->call, [&] { return m_answer(wait->call, answer); });
     drop(wait);
 }
 

@@ -227,12 +227,7 @@ int ScenarioRuns::onWaitTimeout(sd_event_source* source, std::uint64_t, void* ru
 }
 
 void ScenarioRuns::answer(std::list<Wait>::iterator wait) {
-    // What the reply cannot carry becomes its error, as a method handler's would.
-    sd_bus_error error = SD_BUS_ERROR_NULL;
-    if (handleMethod(&error, [&] { return replyReport(wait->call, m_player->finished(), report()); }) < 0) {
-        sd_bus_reply_method_error(wait->call, &error);
-    }
-    sd_bus_error_free(&error);
+    replyKeptCall(wait->call, [&] { return replyReport(wait->call, m_player->finished(), report()); });
     drop(wait);
 }
 
